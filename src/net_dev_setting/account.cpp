@@ -1,0 +1,7 @@
+#include "net_dev_setting.h"
+
+namespace qz::nds {
+
+bool on_response_account(NetDevSetting &, const wire::FrameView &) { return false; }
+
+}  // namespace qz::nds

@@ -1,0 +1,374 @@
+#include "net_dev_setting.h"
+
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <thread>
+
+#include "qz_common.h"
+#include "qz_net.h"
+
+namespace qz::nds {
+
+// ---- Handle objects ---------------------------------------------------------
+
+_QZBaseObject::_QZBaseObject(const char *tag) {
+  std::memset(type_tag_, 0, sizeof type_tag_);
+  std::size_t n = std::strlen(tag);
+  std::memcpy(type_tag_, tag, n < sizeof type_tag_ ? n : sizeof type_tag_);
+}
+
+_QZBaseObject::~_QZBaseObject() = default;
+
+void *_QZBaseObject::get_handle() { return static_cast<void *>(this); }
+
+void *_QZBaseObject::get_object() { return static_cast<void *>(this); }
+
+bool check_type_tag(const void *handle, const char *tag) {
+  if (handle == nullptr) return false;
+  const auto *object = static_cast<const _QZBaseObject *>(handle);
+  std::size_t n = std::strlen(tag);
+  if (n > sizeof object->type_tag_) return false;
+  return std::memcmp(object->type_tag_, tag, n) == 0;
+}
+
+// ---- Locks and wake-ups -----------------------------------------------------
+
+void BusyLock::lock() {
+  mutex_.lock();
+  // No path locks a BusyLock it already holds, so the flag is never found set;
+  // it only turns a recursive lock attempt into a visible stall.
+  while (busy_) std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+  busy_ = true;
+}
+
+void BusyLock::unlock() {
+  busy_ = false;
+  mutex_.unlock();
+}
+
+bool ConditionEvent::wait(BusyLock &lock, uint32_t timeout_ms) {
+  lock.unlock();
+  bool woke = signal_.try_acquire_for(std::chrono::milliseconds(timeout_ms));
+  lock.lock();
+  return woke;
+}
+
+void ConditionEvent::signal_one() { signal_.release(); }
+
+void ConditionEvent::signal_all() { signal_.release(); }
+
+// ---- Lifecycle --------------------------------------------------------------
+
+NetDevSetting::NetDevSetting() : _QZBaseObject(kTypeTag) {}
+
+NetDevSetting::~NetDevSetting() {
+  if (net_handle != nullptr) {
+    if (connected) qz_net_disconnect_server(net_handle);
+    // After this no transport callback runs for this session.
+    qz_net_tcp_client_uninit(&net_handle);
+    net_handle = nullptr;
+  }
+  connected = false;
+  wake_all_waiters();
+  // Callers woken above still log and touch the object on their way out.
+  for (int n = active_calls_.load(); n != 0; n = active_calls_.load()) active_calls_.wait(n);
+  qz_log_uninit();
+  pending.clear();
+}
+
+void NetDevSetting::leave_call() {
+  if (active_calls_.fetch_sub(1, std::memory_order_release) == 1) active_calls_.notify_all();
+}
+
+void NetDevSetting::wake_all_waiters() {
+  table_lock.lock();
+  for (auto &[seq, entry] : pending) entry->event.signal_all();
+  table_lock.unlock();
+}
+
+bool NetDevSetting::init() {
+  char path[256] = {0};
+  uint32_t size = sizeof path;
+  if (qz_get_exe_path(path, &size) != 0) {
+    std::fputs("get path faild\n", stderr);
+    return false;
+  }
+  if (!qz_log_init(path, 7, 200)) {
+    std::fputs("init log failed\n", stderr);
+    return false;
+  }
+  if (!qz_net_tcp_client_init(&net_handle)) {
+    NDS_LOG(kLogError, "NetDevSetting::init", "initial tcp client failed");
+    return false;
+  }
+  return true;
+}
+
+// ---- Connection -------------------------------------------------------------
+
+bool NetDevSetting::connect(const char *address) {
+  if (connected) {
+    NDS_LOG(kLogNotice, "NetDevSetting::connect", "device is conncted");
+    return true;
+  }
+  if (!qz_net_connect_server(net_handle, address, kDevicePort, &NetDevSetting::net_callback, this)) {
+    NDS_LOG(kLogError, "NetDevSetting::connect", "connect server %s failed", address);
+    return false;
+  }
+  return true;
+}
+
+bool NetDevSetting::disconnect() {
+  if (!connected) {
+    NDS_LOG(kLogError, "NetDevSetting::disconnect", "device is not connected");
+    return true;
+  }
+  connected = false;
+  next_seq = 0;
+  reset_on_disconnect();
+  if (net_handle == nullptr) {
+    NDS_LOG(kLogError, "NetDevSetting::disconnect", "disconnect faild, net handle is null");
+    return false;
+  }
+  return qz_net_disconnect_server(net_handle);
+}
+
+// The settings that belong to one connection; everything else is kept.
+void NetDevSetting::reset_on_disconnect() {
+  std::lock_guard guard(cache_lock);
+  machine_value1 = 0;
+  machine_value2 = 0;
+  DeviceStateCache &c = cache;
+  c.hdmi_enabled = 0;
+  c.onvif_enabled = 0;
+  c.rotate180_enabled = 0;
+  c.center_rectangle_displayed = 0;
+  c.ip_info_flag = 0;
+  c.default_palette = 0;
+  c.ps_link_count = 0;
+  c.ad_link_count = 0;
+  c.visual_link_count = 0;
+  c.ptz_link_count = 0;
+  c.framerate = 0;
+  c.len_adjust_method = -1;
+  c.len_pos_enabled = 0;
+  c.detect_sun_enabled = 0;
+}
+
+// ---- Receive path -----------------------------------------------------------
+
+bool NetDevSetting::net_callback(TransportEvent *event, void *user) {
+  if (event == nullptr || user == nullptr) return false;
+  return static_cast<NetDevSetting *>(user)->parse_received_data(0, event->type, event->length, event->data);
+}
+
+bool NetDevSetting::parse_received_data(uint32_t data_type, uint32_t event_type, uint32_t length,
+                                        const uint8_t *data) {
+  switch (event_type) {
+    case QZ_NET_EVENT_CONNECTED:
+      return on_connected();
+    case QZ_NET_EVENT_DISCONNECTED:
+      return on_disconnected();
+    case QZ_NET_EVENT_EXCEPTION:
+      return on_exception();
+    case QZ_NET_EVENT_DATA:
+      return on_data(data_type, length, data);
+    default:
+      NDS_LOG(kLogError, "NetDevSetting::parse_received_data", "recv type = %d is not supported",
+              static_cast<int>(event_type));
+      return false;
+  }
+}
+
+bool NetDevSetting::on_connected() {
+  connected = true;
+  NDS_LOG(kLogNotice, "NetDevSetting::on_connected", "net dev setting on connected");
+  return true;
+}
+
+bool NetDevSetting::on_disconnected() {
+  connected = false;
+  NDS_LOG(kLogNotice, "NetDevSetting::on_disconnected", "net dev setting on disconnected");
+  return true;
+}
+
+bool NetDevSetting::on_exception() {
+  NDS_LOG(kLogNotice, "NetDevSetting::on_exception", "net dev setting on exception");
+  return true;
+}
+
+bool NetDevSetting::on_data(uint32_t data_type, uint32_t length, const uint8_t *data) {
+  if (data == nullptr) return false;
+  if (data_type != 0) {
+    NDS_LOG(kLogError, "NetDevSetting::on_data", "data type = %d is error", static_cast<int>(data_type));
+    return false;
+  }
+  wire::FrameView frame;
+  switch (wire::check_frame(data, length, wire::kPackageResponse, frame)) {
+    case wire::FrameError::none:
+      break;
+    case wire::FrameError::bad_start:
+      NDS_LOG(kLogError, "NetDevSetting::on_data", "start falg is error");
+      return false;
+    case wire::FrameError::bad_total_length:
+      NDS_LOG(kLogError, "NetDevSetting::on_data", "total data len = %d is error",
+              static_cast<int>(frame.header.total_length));
+      return false;
+    case wire::FrameError::bad_package_type:
+      NDS_LOG(kLogError, "NetDevSetting::on_data", "package type = %d is not supported",
+              static_cast<int>(frame.header.package_type));
+      return false;
+  }
+
+  // Parse and hand the answer to its caller under the cache lock, so the
+  // caller copies out its own answer and not a later one.
+  std::lock_guard cache_guard(cache_lock);
+  bool ok = on_response(frame);
+  table_lock.lock();
+  auto it = pending.lower_bound(frame.header.seq);
+  if (it != pending.end() && it->first == frame.header.seq) {
+    PendingEntry &entry = *it->second;
+    if (ok && entry.sink) entry.sink();
+    entry.status = ok ? frame.header.code : kStatusFailure;
+    entry.event.signal_one();
+  }
+  table_lock.unlock();
+  return ok;
+}
+
+bool NetDevSetting::on_response(const wire::FrameView &frame) {
+  const wire::FrameHeader &h = frame.header;
+  if (h.code != 0) {
+    NDS_LOG(kLogError, "NetDevSetting::on_response", "cmd [%d,%d]'s response code = %d is not successed", h.main,
+            h.sub, h.code);
+    return false;
+  }
+  switch (h.main) {
+    case 48:
+      return on_response_account(*this, frame);
+    case 49:
+      return on_response_passive_wireless(*this, frame);
+    case 164:
+    case 168:
+      return h.payload_length == 0;
+    case 169:
+      return on_response_setting(*this, frame);
+    case 173:
+      return true;
+    case 174:
+      return on_response_machine_status(frame);
+    default:
+      NDS_LOG(kLogError, "NetDevSetting::on_response", "main cmd = %d is not supported", h.main);
+      return false;
+  }
+}
+
+namespace {
+
+// Sub command -> parser for main 169, built once from every family's table.
+class SettingParserIndex {
+ public:
+  SettingParserIndex() {
+    for (auto table : {kIpSettingParsers, kVisualLinkSettingParsers, kMqttSettingParsers, kGb28181SettingParsers,
+                       kWatchdogSettingParsers, kTemperatureSettingParsers, kDeviceControlSettingParsers}) {
+      for (const SettingParserEntry &e : table) parsers_[e.sub] = e.parse;
+    }
+  }
+  SettingParser find(uint8_t sub) const { return parsers_[sub]; }
+
+ private:
+  std::array<SettingParser, 256> parsers_{};
+};
+
+}  // namespace
+
+bool on_response_setting(NetDevSetting &session, const wire::FrameView &frame) {
+  static const SettingParserIndex index;
+  SettingParser parse = index.find(frame.header.sub);
+  // Subs without a parser (the set commands) carry nothing to parse.
+  return parse == nullptr || parse(session, frame);
+}
+
+// ---- Command transaction ----------------------------------------------------
+
+bool NetDevSetting::send_cmd(uint32_t main, uint32_t sub, uint32_t payload_len, const void *payload,
+                             uint32_t wait_ms, AnswerSink sink) {
+  if (!connected) {
+    NDS_LOG(kLogError, "NetDevSetting::send_cmd", "device is not connected");
+    return false;
+  }
+  if (payload_len != 0 && payload == nullptr) {
+    // The frame would carry bytes nobody filled in.
+    NDS_LOG(kLogError, "NetDevSetting::send_cmd", "send cmd[%d, %d] size = %d failed", static_cast<int>(main),
+            static_cast<int>(sub), static_cast<int>(payload_len));
+    return false;
+  }
+  // Small frames are built on the stack; large ones get one heap buffer.
+  constexpr std::size_t kStackFrame = 512;
+  uint8_t stack_buffer[kStackFrame];
+  std::unique_ptr<uint8_t[]> heap_buffer;
+  const std::size_t buffer_size = std::size_t{payload_len} + wire::kFrameOverhead + 1;
+  uint8_t *buffer = stack_buffer;
+  if (buffer_size > kStackFrame) {
+    heap_buffer.reset(new (std::nothrow) uint8_t[buffer_size]);
+    if (!heap_buffer) {
+      NDS_LOG(kLogError, "NetDevSetting::send_cmd", "new buffer = %d is failed", static_cast<int>(buffer_size));
+      return false;
+    }
+    buffer = heap_buffer.get();
+  }
+
+  const uint32_t seq = next_seq.fetch_add(1, std::memory_order_relaxed) + 1;
+  PendingEntry entry;
+  entry.sink = sink;
+  if (wait_ms != 0) {
+    table_lock.lock();
+    pending.emplace(seq, &entry);
+    table_lock.unlock();
+  }
+  const auto frame_size = static_cast<uint32_t>(
+      wire::write_frame(buffer, wire::kPackageRequest, static_cast<uint8_t>(main), static_cast<uint8_t>(sub),
+                        wire::kRequestMarker, seq, static_cast<const uint8_t *>(payload), payload_len));
+  bool result = send_data(frame_size, buffer);
+  if (wait_ms != 0) result = check_response_status(seq, entry, wait_ms);
+  if (!result) {
+    NDS_LOG(kLogError, "NetDevSetting::send_cmd", "send cmd[%d, %d] size = %d failed", static_cast<int>(main),
+            static_cast<int>(sub), static_cast<int>(payload_len));
+  }
+  return result;
+}
+
+bool NetDevSetting::send_data(uint32_t length, const uint8_t *data) {
+  if (net_handle == nullptr) {
+    NDS_LOG(kLogError, "NetDevSetting::send_data", "net handle is not initialized");
+    return false;
+  }
+  return qz_net_send_data_to_server(net_handle, data, length);
+}
+
+bool NetDevSetting::check_response_status(uint32_t seq, PendingEntry &entry, uint32_t wait_ms) {
+  wait_lock.lock();
+  entry.event.wait(wait_lock, wait_ms);
+  wait_lock.unlock();
+
+  table_lock.lock();
+  bool ok = false;
+  auto it = pending.find(seq);
+  if (it != pending.end() && it->second == &entry) {
+    // A status of 0 means the answer arrived and was parsed, even when it
+    // came in the instant the wait ran out.
+    ok = entry.status == kStatusSuccess;
+    pending.erase(it);
+  }
+  if (!ok) {
+    NDS_LOG(kLogError, "NetDevSetting::check_response_status", "checkout seq = %d's response failed",
+            static_cast<int>(seq));
+  }
+  table_lock.unlock();
+  return ok;
+}
+
+}  // namespace qz::nds

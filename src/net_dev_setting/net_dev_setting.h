@@ -1,0 +1,297 @@
+// The session object behind a qz_nds handle: one connection to one device,
+// its pending commands and the last known device state.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <semaphore>
+#include <span>
+#include <string>
+
+#include "qz_log.h"
+#include "wire_frame.h"
+
+struct TransportEvent;
+
+namespace qz::nds {
+
+inline constexpr char kTypeTag[] = "net_dev_setting";
+inline constexpr char kLogModule[] = "net_dev_setting";
+inline constexpr uint16_t kDevicePort = 63201;
+inline constexpr uint32_t kWaitMs = 10000;
+
+// Log levels used by the library.
+inline constexpr int kLogNotice = 1;
+inline constexpr int kLogError = 4;
+
+// Logs one record with the calling file and line and an explicit function
+// name ("NetDevSetting::send_cmd" or the export's own name).
+#define NDS_LOG(level, function, ...) \
+  qz_log_print((level), ::qz::nds::kLogModule, __FILE__, __LINE__, (function), __VA_ARGS__)
+
+// Device texts are byte strings: explicit length, NULs allowed.
+using ByteString = std::string;
+
+struct OsdItem {
+  uint8_t display = 0;
+  uint8_t attribute = 0;
+  uint16_t value1 = 0;
+  uint16_t value2 = 0;
+};
+inline constexpr int kOsdItemCount = 12;
+inline constexpr int kChannelNameItem = 8;
+
+// Base of every handle object: a type tag that exports check before they
+// touch the object.
+class _QZBaseObject {
+ public:
+  explicit _QZBaseObject(const char *tag);
+  virtual ~_QZBaseObject();
+  virtual void *get_handle();
+  virtual void *get_object();
+
+ private:
+  friend bool check_type_tag(const void *handle, const char *tag);
+  char type_tag_[64];
+};
+
+// True when `handle` is non-null and its tag storage starts with `tag`.
+bool check_type_tag(const void *handle, const char *tag);
+
+// The session's lock: a recursive mutex made non-recursive by a busy flag.
+class BusyLock {
+ public:
+  void lock();
+  void unlock();
+
+ private:
+  std::recursive_mutex mutex_;
+  bool busy_ = false;
+};
+
+// Wake-up object of one waiting command. Each pending entry has its own, so a
+// response wakes exactly the caller that waits for it.
+class ConditionEvent {
+ public:
+  // Releases `lock`, waits until signalled or until timeout_ms passed, takes
+  // `lock` again. True when a signal ended the wait.
+  bool wait(BusyLock &lock, uint32_t timeout_ms);
+  // Wakes the waiter; a signal given before the wait starts is kept.
+  void signal_one();
+  // Wakes the waiter for good (session destruction).
+  void signal_all();
+
+ private:
+  std::binary_semaphore signal_{0};
+};
+
+// Type-erased reference to a callable run under the cache lock right after
+// the response of one command was parsed, to copy that command's answer out
+// before another response can replace it. Never owns the callable.
+class AnswerSink {
+ public:
+  AnswerSink() = default;
+  template <class F>
+  AnswerSink(F &f) : object_(&f), call_([](void *o) { (*static_cast<F *>(o))(); }) {}
+  explicit operator bool() const { return call_ != nullptr; }
+  void operator()() const { call_(object_); }
+
+ private:
+  void *object_ = nullptr;
+  void (*call_)(void *) = nullptr;
+};
+
+// Response status of a pending command.
+inline constexpr uint32_t kStatusSuccess = 0;
+inline constexpr uint32_t kStatusFailure = 1;
+inline constexpr uint32_t kStatusPending = 2;
+
+// One waited command, from registration until its caller's wait has ended.
+// Lives on the caller's stack; the pending table points to it.
+struct PendingEntry {
+  uint32_t status = kStatusPending;
+  AnswerSink sink;
+  ConditionEvent event;
+};
+
+// The last known device parameters. Guarded by NetDevSetting::cache_lock:
+// parsers write under it on the transport thread, exports read and write
+// under it on callers' threads.
+struct DeviceStateCache {
+  ByteString machine_text1;
+  ByteString machine_text3;
+  ByteString machine_text2;
+  ByteString device_sn;
+  ByteString ip_info_text1;
+  ByteString ip_info_text2;
+  ByteString ip_info_text3;
+  ByteString ip_info_text4;
+  ByteString ip_info_text5;
+  ByteString channel_name;
+  std::array<OsdItem, kOsdItemCount> osd_items{};
+  uint8_t hdmi_enabled = 0;
+  uint8_t onvif_enabled = 0;
+  uint8_t rotate180_enabled = 0;
+  uint8_t center_rectangle_displayed = 0;
+  uint8_t ip_info_flag = 0;
+  int32_t default_palette = 0;
+  uint8_t ps_link_count = 0;
+  uint8_t ad_link_count = 0;
+  uint8_t visual_link_count = 0;
+  uint8_t ptz_link_count = 0;
+  uint8_t framerate = 0;
+  int32_t len_adjust_method = -1;
+  uint8_t len_pos_enabled = 0;
+  uint8_t detect_sun_enabled = 0;
+  uint8_t radar_enabled = 0;
+  uint8_t auto_change_meas_enabled = 0;
+  uint8_t auto_focus_enabled = 0;
+  uint32_t passive_wireless_power_status1 = 0;
+  uint32_t passive_wireless_power_status2 = 0;
+  uint32_t passive_wireless_power_status3 = 0;
+  ByteString passive_wireless_domain;
+  uint32_t passive_wireless_domain_value = 0;
+  // Owned account info bytes; std::string frees them on replacement and
+  // destruction. account_info_len mirrors account_info.size().
+  ByteString account_info;
+  uint32_t account_info_len = 0;
+  ByteString visual_ip;
+  ByteString visual_user;
+  ByteString visual_passwd;
+  uint8_t visual_zoom_control_flag = 0;
+  uint8_t visual_gotopreset_when_start = 0;
+  uint8_t mqtt_work = 0;
+  ByteString mqtt_ip;
+  uint32_t mqtt_port = 0;
+  ByteString mqtt_user;
+  ByteString mqtt_passwd;
+  uint8_t disable_temperature_correct_status = 0;
+  uint8_t hardware_watchdog = 0;
+  uint8_t hardware_watchdog_disable = 0;
+  uint8_t hardware_watchdog_disable_time = 0;
+  uint8_t gb28181_enable = 0;
+  ByteString gb28181_text1;
+  uint16_t gb28181_port = 0;
+  ByteString gb28181_text2;
+  ByteString gb28181_text3;
+  ByteString gb28181_text4;
+  uint8_t hikvision_linkage = 0;
+  uint8_t vision_maxtemperature = 0;
+  uint8_t all_temperature_network_byte_order = 1;
+  uint8_t pg_support = 0;
+};
+
+class NetDevSetting : public _QZBaseObject {
+ public:
+  NetDevSetting();
+  ~NetDevSetting() override;
+  NetDevSetting(const NetDevSetting &) = delete;
+  NetDevSetting &operator=(const NetDevSetting &) = delete;
+
+  static NetDevSetting *from_handle(void *handle) {
+    return static_cast<NetDevSetting *>(static_cast<_QZBaseObject *>(handle));
+  }
+
+  bool init();
+  bool connect(const char *address);
+  bool disconnect();
+
+  // Receive path, on the transport's thread.
+  static bool net_callback(TransportEvent *event, void *user);
+  bool parse_received_data(uint32_t data_type, uint32_t event_type, uint32_t length, const uint8_t *data);
+  bool on_connected();
+  bool on_disconnected();
+  bool on_exception();
+  bool on_data(uint32_t data_type, uint32_t length, const uint8_t *data);
+  bool on_response(const wire::FrameView &frame);
+
+  // One command transaction. With wait_ms 0 nothing is registered and the
+  // result says whether the frame was handed to the transport. Otherwise the
+  // result is true when the device answered with response code 0 and the
+  // answer was parsed; `sink`, if given, then ran under the cache lock.
+  bool send_cmd(uint32_t main, uint32_t sub, uint32_t payload_len, const void *payload, uint32_t wait_ms,
+                AnswerSink sink = {});
+  bool send_data(uint32_t length, const uint8_t *data);
+  bool check_response_status(uint32_t seq, PendingEntry &entry, uint32_t wait_ms);
+
+  // Export bracket: counts callers inside the object, so destruction can
+  // wait until callers it woke have left.
+  void enter_call() { active_calls_.fetch_add(1, std::memory_order_acquire); }
+  void leave_call();
+
+  // ---- Device identity and status --------------------------------------
+  bool get_machine_config_info();
+  bool on_response_machine_status(const wire::FrameView &frame);
+  // identity-family members: begin
+  // identity-family members: end
+
+  // ---- Linked equipment and cloud settings -----------------------------
+  // link-family members: begin
+  // link-family members: end
+
+  // ---- Device feature settings -----------------------------------------
+  // feature-family members: begin
+  // feature-family members: end
+
+  // Members in declaration order.
+  std::atomic<bool> connected{false};
+  void *net_handle = nullptr;
+  std::atomic<uint32_t> next_seq{0};
+  uint16_t machine_value1 = 0;  // guarded by cache_lock, like the cache
+  uint16_t machine_value2 = 0;
+  BusyLock wait_lock;
+  BusyLock table_lock;
+  std::map<uint32_t, PendingEntry *> pending;
+  std::mutex cache_lock;
+  DeviceStateCache cache;
+
+ private:
+  void reset_on_disconnect();
+  void wake_all_waiters();
+
+  std::atomic<int> active_calls_{0};
+  bool log_open_ = false;
+};
+
+// Response handlers of the families, run under the cache lock.
+bool on_response_account(NetDevSetting &session, const wire::FrameView &frame);
+bool on_response_passive_wireless(NetDevSetting &session, const wire::FrameView &frame);
+bool on_response_setting(NetDevSetting &session, const wire::FrameView &frame);
+
+// Parsers of main 169 answers, keyed by sub command. Each family file defines
+// its own table; on_response_setting looks a sub up in all of them.
+using SettingParser = bool (*)(NetDevSetting &session, const wire::FrameView &frame);
+struct SettingParserEntry {
+  uint8_t sub;
+  SettingParser parse;
+};
+extern const std::span<const SettingParserEntry> kIpSettingParsers;
+extern const std::span<const SettingParserEntry> kVisualLinkSettingParsers;
+extern const std::span<const SettingParserEntry> kMqttSettingParsers;
+extern const std::span<const SettingParserEntry> kGb28181SettingParsers;
+extern const std::span<const SettingParserEntry> kWatchdogSettingParsers;
+extern const std::span<const SettingParserEntry> kTemperatureSettingParsers;
+extern const std::span<const SettingParserEntry> kDeviceControlSettingParsers;
+
+// Runs `f(session)` for a handle whose tag checks; false otherwise, with no
+// log line. Every export but init and uninit goes through here.
+template <class F>
+bool with_session(void *handle, F &&f) {
+  if (!check_type_tag(handle, kTypeTag)) return false;
+  NetDevSetting *session = NetDevSetting::from_handle(handle);
+  session->enter_call();
+  bool ok = false;
+  try {
+    ok = f(*session);
+  } catch (...) {
+    // Nothing is thrown across the library boundary (allocation failure).
+    ok = false;
+  }
+  session->leave_call();
+  return ok;
+}
+
+}  // namespace qz::nds
