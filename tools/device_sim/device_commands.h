@@ -1,0 +1,57 @@
+// The simulated device's command handling: one request payload in, one
+// response code and payload out, against the device state. Pure code, no I/O.
+//
+// Response codes:
+//   0  accepted
+//   1  unknown or unsupported command (also a request whose package type is not 0)
+//   2  bad request: wrong payload length, a value out of range, a text too
+//      long, a serial key that is not the device's, a broken frame trailer
+// A refused request leaves the state as it was.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "device_state.h"
+
+namespace qz::sim {
+
+inline constexpr uint8_t kCodeOk = 0;
+inline constexpr uint8_t kCodeUnsupported = 1;
+inline constexpr uint8_t kCodeBadPayload = 2;
+
+// Ranges the device accepts for its numeric settings (inclusive).
+inline constexpr uint8_t kLinkCountMax = 16;
+inline constexpr uint8_t kPaletteMax = 15;
+inline constexpr uint8_t kFramerateMin = 1;
+inline constexpr uint8_t kFramerateMax = 60;
+inline constexpr uint8_t kLensMethodMax = 3;
+
+// Command codes the device serves.
+inline constexpr uint8_t kMainAccount = 48;
+inline constexpr uint8_t kMainPassiveWireless = 49;
+inline constexpr uint8_t kMainControl = 164;
+inline constexpr uint8_t kSubReboot = 142;
+inline constexpr uint8_t kMainOsd = 168;
+inline constexpr uint8_t kMainSetting = 169;
+inline constexpr uint8_t kMainKeepAlive = 173;
+inline constexpr uint8_t kSubKeepAlive = 128;
+inline constexpr uint8_t kMainMachineStatus = 174;
+inline constexpr uint8_t kSubMachineConfig = 130;
+
+struct Reply {
+  uint8_t code = kCodeOk;
+  std::vector<uint8_t> payload;
+  bool reboot = false;  // the device restarts once this answer is out
+};
+
+// Handles one request. Set commands validate and store; queries answer from
+// `state`. The answers to main 164 and 168 never carry a payload.
+Reply handle_request(DeviceState &state, uint8_t main, uint8_t sub, const uint8_t *payload, std::size_t size);
+
+// The machine configuration record (answer to 174/130): 267 bytes plus the
+// channel name.
+std::vector<uint8_t> build_machine_record(const DeviceState &state);
+
+}  // namespace qz::sim

@@ -1,0 +1,147 @@
+// The simulated device's settings: every value the device keeps, with the
+// defaults of a freshly installed camera, and their JSON form for state files.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qz::sim {
+
+// Longest texts the device keeps; a set request with a longer text is refused.
+inline constexpr std::size_t kIdentityTextMax = 16;
+inline constexpr std::size_t kSerialNumberMax = 32;
+inline constexpr std::size_t kIpTextMax = 15;
+inline constexpr std::size_t kLinkTextMax = 64;  // visual camera and MQTT texts
+inline constexpr std::size_t kVisualSnMax = 32;
+inline constexpr std::size_t kChannelNameMax = 255;
+inline constexpr std::size_t kGb28181TextMax = 63;
+inline constexpr std::size_t kDomainMax = 128;
+inline constexpr std::size_t kAccountInfoMax = 4096;
+inline constexpr std::size_t kSystemTimeSize = 20;
+inline constexpr std::size_t kOsdItemCount = 12;
+inline constexpr std::size_t kIpTextCount = 5;
+
+// One on-screen display item; value1 and value2 are positions or sizes whose
+// meaning depends on the item.
+struct OsdItem {
+  uint8_t display = 0;
+  uint8_t attribute = 0;
+  uint16_t value1 = 0;
+  uint16_t value2 = 0;
+  bool operator==(const OsdItem &) const = default;
+};
+
+struct DeviceState {
+  // Identity, as the machine configuration record reports it.
+  std::string machine_text1 = "QZ-T640";
+  std::string machine_text2 = "V3.2.7";
+  std::string machine_text3 = "20240318";
+  std::string device_sn = "QZT6402403180017";
+  uint16_t machine_value1 = 640;  // sensor width
+  uint16_t machine_value2 = 512;  // sensor height
+
+  // IP settings: a flag (1 = static addressing) and five texts.
+  uint8_t ip_info_flag = 1;
+  std::array<std::string, kIpTextCount> ip_info_texts = {"192.168.1.64", "255.255.255.0", "192.168.1.1",
+                                                         "192.168.1.1", "8.8.8.8"};
+
+  // Feature switches, 0 or 1.
+  uint8_t hdmi_enabled = 1;
+  uint8_t onvif_enabled = 1;
+  uint8_t len_pos_enabled = 0;
+  uint8_t detect_sun_enabled = 1;
+  uint8_t rotate180_enabled = 0;
+  uint8_t radar_enabled = 0;
+  uint8_t auto_change_meas_enabled = 0;
+  uint8_t auto_focus_enabled = 1;
+  uint8_t center_rectangle_displayed = 1;
+
+  // Numeric settings. The palette and the lens method travel as signed bytes
+  // in the record; they are kept as the raw byte.
+  uint8_t ps_link_count = 1;
+  uint8_t ad_link_count = 0;
+  uint8_t visual_link_count = 1;
+  uint8_t ptz_link_count = 0;
+  uint8_t default_palette = 0;
+  uint8_t framerate = 25;
+  uint8_t len_adjust_method = 0;
+  std::array<uint8_t, kSystemTimeSize> system_time{};  // last block received, opaque
+
+  // OSD: twelve items by id, item 8 carrying the channel name.
+  std::array<OsdItem, kOsdItemCount> osd_items = default_osd_items();
+  std::string channel_name = "IR-CH1";
+
+  // Linked visual camera.
+  std::string visual_ip = "192.168.1.65";
+  std::string visual_user = "admin";
+  std::string visual_passwd = "admin12345";
+  uint8_t visual_support = 1;
+  uint8_t visual_same_ip = 0;
+  std::string visual_sn = "VS2403180017";
+  uint8_t visual_zoom_control_flag = 0;
+  uint8_t visual_gotopreset_when_start = 1;
+
+  // MQTT broker.
+  uint8_t mqtt_work = 0;
+  std::string mqtt_ip = "192.168.1.10";
+  uint32_t mqtt_port = 1883;
+  std::string mqtt_user = "device";
+  std::string mqtt_passwd = "mqtt1234";
+
+  // GB/T 28181 platform record.
+  uint8_t gb28181_enable = 0;
+  std::string gb28181_text1 = "34020000002000000001";
+  uint16_t gb28181_port = 5060;
+  std::string gb28181_text2 = "3402000000";
+  std::string gb28181_text3 = "34020000001320000001";
+  std::string gb28181_text4 = "12345678";
+
+  // Hardware watchdog and temperature options.
+  uint8_t hardware_watchdog = 1;
+  uint8_t hardware_watchdog_disable = 0;
+  uint8_t hardware_watchdog_disable_time = 30;
+  uint8_t disable_temperature_correct_status = 0;
+  uint8_t vision_maxtemperature = 0;
+  uint8_t all_temperature_network_byte_order = 1;
+
+  // Vendor flags.
+  uint8_t hikvision_linkage = 0;
+  uint8_t pg_support = 0;
+
+  // Account information block, opaque to the device protocol.
+  std::vector<uint8_t> account_info = {'u', 's', 'e', 'r', '=', 'a', 'd', 'm',
+                                       'i', 'n', ';', 'l', 'v', '=', '1'};
+
+  // Passive wireless settings.
+  uint32_t passive_wireless_power_status1 = 1;
+  uint32_t passive_wireless_power_status2 = 0;
+  uint32_t passive_wireless_power_status3 = 0;
+  std::string passive_wireless_domain = "pw.local";
+  uint32_t passive_wireless_domain_value = 1;
+
+  bool operator==(const DeviceState &) const = default;
+
+  static std::array<OsdItem, kOsdItemCount> default_osd_items();
+};
+
+// JSON form of a state. Texts are JSON strings when they are valid UTF-8 and
+// {"hex": "..."} otherwise, so any byte string survives a round trip; byte
+// blocks (account info, system time) are hex strings.
+nlohmann::json state_to_json(const DeviceState &state);
+
+// Reads a state from JSON. Keys that are missing keep the values `state`
+// already holds, so a file may list only what differs from the defaults.
+// Returns false with a message naming the key when a value has the wrong type
+// or does not fit its field; `state` is then unchanged.
+bool state_from_json(const nlohmann::json &json, DeviceState &state, std::string &error);
+
+// Hex helpers shared by the state file, the fault grammar and the log.
+std::string to_hex(const uint8_t *data, std::size_t size, std::size_t max_bytes = SIZE_MAX);
+bool from_hex(std::string_view text, std::vector<uint8_t> &out);
+
+}  // namespace qz::sim
