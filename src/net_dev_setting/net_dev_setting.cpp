@@ -191,6 +191,9 @@ bool NetDevSetting::on_connected() {
 
 bool NetDevSetting::on_disconnected() {
   connected = false;
+  // No answer can come over a closed connection: let waiting callers fail now
+  // rather than at their timeout.
+  wake_all_waiters();
   NDS_LOG(kLogNotice, "NetDevSetting::on_disconnected", "net dev setting on disconnected");
   return true;
 }
@@ -290,6 +293,13 @@ bool on_response_setting(NetDevSetting &session, const wire::FrameView &frame) {
   SettingParser parse = index.find(frame.header.sub);
   // Subs without a parser (the set commands) carry nothing to parse.
   return parse == nullptr || parse(session, frame);
+}
+
+bool refuse_short_answer(const char *function, const wire::FrameView &frame, std::size_t needed) {
+  const std::size_t missing = needed > frame.payload_size ? needed - frame.payload_size : 0;
+  NDS_LOG(kLogError, function, "cmd [%d,%d]'s response is %d bytes short", frame.header.main, frame.header.sub,
+          static_cast<int>(missing));
+  return false;
 }
 
 // ---- Command transaction ----------------------------------------------------

@@ -226,14 +226,112 @@ class NetDevSetting : public _QZBaseObject {
   bool get_machine_config_info();
   bool on_response_machine_status(const wire::FrameView &frame);
   // identity-family members: begin
+  static constexpr std::size_t kIpTextCount = 5;
+  using IpTexts = std::array<const char *, kIpTextCount>;
+  using IpTextBuffers = std::array<char *, kIpTextCount>;
+  bool get_machine_info(uint16_t *value1, uint16_t *value2, char *sn, char *text1, char *text2, char *text3);
+  bool set_ip_info(uint8_t flag, const IpTexts &texts);
+  bool get_ip_info(uint8_t *flag, const IpTextBuffers &texts);
+  bool get_sn(char *sn, uint32_t *len);
+  bool set_account_info(const uint8_t *data, uint32_t len);
+  bool get_account_info(uint8_t *data, uint32_t *len);
+  bool set_passive_wireless_power_status(const uint32_t *status1, const uint32_t *status2,
+                                         const uint32_t *status3);
+  bool get_passive_wireless_power_status(uint32_t *status1, uint32_t *status2, uint32_t *status3);
+  bool set_passive_wireless_domain(const char *domain, uint32_t value);
+  bool get_passive_wireless_domain(char *domain, uint32_t *value);
+  std::vector<uint8_t> passive_wireless_request();
+  bool send_passive_wireless(uint32_t sub, const std::vector<uint8_t> &payload, AnswerSink sink = {});
   // identity-family members: end
 
   // ---- Linked equipment and cloud settings -----------------------------
   // link-family members: begin
+  bool set_visual_ip(const char *ip);
+  bool get_visual_ip(char *ip, uint32_t *len);
+  bool set_visual_user(const char *user);
+  bool get_visual_user(char *user, uint32_t *len);
+  bool set_visual_passwd(const char *passwd);
+  bool get_visual_passwd(char *passwd, uint32_t *len);
+  bool set_visual_sn(uint8_t support, uint8_t same_ip, const char *sn, uint32_t len);
+  bool set_visual_zoom_control_flag(uint8_t flag);
+  bool get_visual_zoom_control_flag(uint8_t *flag);
+  bool set_visual_gotopreset_when_start(uint8_t flag);
+  bool get_visual_gotopreset_when_start(uint8_t *flag);
+  bool set_mqtt_work(uint8_t work);
+  bool get_mqtt_work(uint8_t *work);
+  bool set_mqtt_ip(const char *ip);
+  bool get_mqtt_ip(char *ip, uint32_t *len);
+  bool set_mqtt_port(uint32_t port);
+  bool get_mqtt_port(uint32_t *port);
+  bool set_mqtt_user(const char *user);
+  bool get_mqtt_user(char *user, uint32_t *len);
+  bool set_mqtt_passwd(const char *passwd);
+  bool get_mqtt_passwd(char *passwd, uint32_t *len);
+  bool set_28181_para(uint8_t enable, const char *text1, uint16_t port, const char *text2, const char *text3,
+                      const char *text4);
+  bool get_28181_para(uint8_t *enable, char *text1, uint16_t *port, char *text2, char *text3, char *text4);
+  // Sends one main 169 setting and waits for the device's answer.
+  bool send_setting(uint32_t sub, const std::vector<uint8_t> &payload);
+  bool send_text_setting(uint32_t sub, const char *text);
+  // Reads a length-prefixed text of an answer; one that runs past the payload
+  // refuses the answer (one log line).
+  static bool read_answer_text(wire::Reader &r, const wire::FrameView &frame, ByteString &out);
+  // Replaces `field` with the length-prefixed text that makes up the answer.
+  static bool store_answer_text(const wire::FrameView &frame, ByteString &field);
   // link-family members: end
 
   // ---- Device feature settings -----------------------------------------
   // feature-family members: begin
+  // Cached setting: sends the low byte of `value` under (main, sub) and,
+  // once the device accepted it, stores the whole value in `field`.
+  template <class T>
+  bool set_cached_setting(uint32_t main, uint32_t sub, T DeviceStateCache::*field, T value) {
+    const auto byte = static_cast<uint8_t>(value);
+    if (!send_cmd(main, sub, 1, &byte, kWaitMs)) return false;
+    std::lock_guard guard(cache_lock);
+    cache.*field = value;
+    return true;
+  }
+  // One cache member, read under the cache lock (pure cache getters).
+  template <class T>
+  T read_cache(T DeviceStateCache::*field) {
+    std::lock_guard guard(cache_lock);
+    return cache.*field;
+  }
+  bool set_system_time(const void *block);
+
+  // Device setting: one byte sent under main 169, nothing remembered.
+  bool send_setting_byte(uint32_t sub, uint8_t value);
+  // How a one-byte answer is stored or reported: as received, or 1 exactly
+  // when it is 1 (else 0).
+  enum class AnswerByte { raw, flag };
+  // A one-byte device query under main 169: the cache field its answer
+  // fills, how the answer is stored there and how it is reported.
+  struct ByteQuery {
+    uint8_t sub;
+    uint8_t DeviceStateCache::*field;
+    AnswerByte stored;
+    AnswerByte reported;
+  };
+  // Asks the device and writes the answer to THIS request to *answer; false
+  // (nothing sent) for a null `answer`, and *answer untouched on failure.
+  bool query_setting_byte(const ByteQuery &query, uint8_t *answer);
+  bool store_answer_byte(const wire::FrameView &frame, const ByteQuery &query);
+  // Parser of Query's answers, for a SettingParserEntry table.
+  template <const ByteQuery &Query>
+  static bool parse_answer_byte(NetDevSetting &session, const wire::FrameView &frame) {
+    return session.store_answer_byte(frame, Query);
+  }
+
+  // OSD items (main 168); the cache keeps `item` as passed once accepted.
+  // `id` is 0 to 11 but not the channel-name item 8.
+  bool set_osd_item(int id, const OsdItem &item);
+  bool set_channel_name(uint8_t name_length, const char *name, const OsdItem &item);
+  bool osd_restore_config();
+
+  // Sent without waiting: true when the frame was handed to the transport.
+  bool reboot();
+  bool keep_alive();
   // feature-family members: end
 
   // Members in declaration order.
@@ -255,6 +353,10 @@ class NetDevSetting : public _QZBaseObject {
   std::atomic<int> active_calls_{0};
   bool log_open_ = false;
 };
+
+// Refuses an answer that lacks bytes of the `needed` it must carry: one
+// level-4 line naming the command and the missing count. Returns false.
+bool refuse_short_answer(const char *function, const wire::FrameView &frame, std::size_t needed);
 
 // Response handlers of the families, run under the cache lock.
 bool on_response_account(NetDevSetting &session, const wire::FrameView &frame);
