@@ -68,6 +68,118 @@ QZ_NDS_API bool qz_nds_get_machine_config_info(qz_nds_handle handle);
 
 /* ---- Device feature settings ------------------------------------------- */
 /* feature exports: begin */
+
+/* Feature switches. enable/disable (display/hide) ask the device and, once it
+   accepted, remember the state; the is_ getters answer 0/1 from the session. */
+QZ_NDS_API bool qz_nds_enable_hdmi(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_disable_hdmi(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_is_enabled_hdmi(qz_nds_handle handle, uint8_t *enabled);
+QZ_NDS_API bool qz_nds_enable_onvif(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_disable_onvif(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_is_enabled_onvif(qz_nds_handle handle, uint8_t *enabled);
+/* Lens position. */
+QZ_NDS_API bool qz_nds_enable_len_pos(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_disable_len_pos(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_is_enabled_len_pos(qz_nds_handle handle, uint8_t *enabled);
+QZ_NDS_API bool qz_nds_enable_detect_sun(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_disable_detect_sun(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_is_enabled_detect_sun(qz_nds_handle handle, uint8_t *enabled);
+QZ_NDS_API bool qz_nds_enable_rotate180(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_disable_rotate180(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_is_enabled_rotate180(qz_nds_handle handle, uint8_t *enabled);
+QZ_NDS_API bool qz_nds_enable_radar(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_disable_radar(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_is_enabled_radar(qz_nds_handle handle, uint8_t *enabled);
+/* Automatic change of the measurement. */
+QZ_NDS_API bool qz_nds_enable_auto_change_meas(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_disable_auto_change_meas(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_is_enabled_auto_change_meas(qz_nds_handle handle, uint8_t *enabled);
+QZ_NDS_API bool qz_nds_enable_auto_focus(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_disable_auto_focus(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_is_enabled_auto_focus(qz_nds_handle handle, uint8_t *enabled);
+/* The centre rectangle overlay (an OSD command). */
+QZ_NDS_API bool qz_nds_display_center_rectangle(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_hide_center_rectangle(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_is_display_center_rectangle(qz_nds_handle handle, uint8_t *displayed);
+
+/* Numeric settings. Setters ask the device (one byte on the wire, no range
+   check) and remember the value once accepted; getters answer from the
+   session. */
+QZ_NDS_API bool qz_nds_set_ps_link_count(qz_nds_handle handle, uint8_t count);
+QZ_NDS_API bool qz_nds_get_ps_link_count(qz_nds_handle handle, uint8_t *count);
+QZ_NDS_API bool qz_nds_set_ad_link_count(qz_nds_handle handle, uint8_t count);
+QZ_NDS_API bool qz_nds_get_ad_link_count(qz_nds_handle handle, uint8_t *count);
+QZ_NDS_API bool qz_nds_set_visual_link_count(qz_nds_handle handle, uint8_t count);
+QZ_NDS_API bool qz_nds_get_visual_link_count(qz_nds_handle handle, uint8_t *count);
+QZ_NDS_API bool qz_nds_set_ptz_link_count(qz_nds_handle handle, uint8_t count);
+QZ_NDS_API bool qz_nds_get_ptz_link_count(qz_nds_handle handle, uint8_t *count);
+QZ_NDS_API bool qz_nds_set_framerate(qz_nds_handle handle, uint8_t framerate);
+QZ_NDS_API bool qz_nds_get_framerate(qz_nds_handle handle, uint8_t *framerate);
+/* Palette and lens adjust method: only the low byte is sent, the whole value
+   is remembered; the getter gives its bit pattern (-1 reads 0xFFFFFFFF). */
+QZ_NDS_API bool qz_nds_set_default_palette(qz_nds_handle handle, int32_t palette);
+QZ_NDS_API bool qz_nds_get_default_palette(qz_nds_handle handle, uint32_t *palette);
+QZ_NDS_API bool qz_nds_set_len_adjust_method(qz_nds_handle handle, int32_t method);
+/* Not yet known (before the configuration was read) is 0xFFFFFFFF. */
+QZ_NDS_API bool qz_nds_get_len_adjust_method(qz_nds_handle handle, uint32_t *method);
+/* Sends the caller's 20-byte system time block to the device unchanged. */
+QZ_NDS_API bool qz_nds_set_system_time(qz_nds_handle handle, const void *system_time);
+
+/* Hardware watchdog. Setters ask the device and remember nothing; getters
+   ask the device every time. */
+QZ_NDS_API bool qz_nds_enable_hardware_watchdog(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_disable_hardware_watchdog(qz_nds_handle handle);
+/* *enabled = 1 when the device answered 1, else 0. */
+QZ_NDS_API bool qz_nds_is_enable_hardware_watchdog(qz_nds_handle handle, uint8_t *enabled);
+QZ_NDS_API bool qz_nds_enable_hardware_watchdog_disable(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_disable_hardware_watchdog_disable(qz_nds_handle handle);
+/* *enabled = 1 when the device answered 1, else 0. */
+QZ_NDS_API bool qz_nds_isenable_hardware_watchdog_disable(qz_nds_handle handle, uint8_t *enabled);
+QZ_NDS_API bool qz_nds_set_hardware_watchdog_disable_time(qz_nds_handle handle, uint8_t time);
+/* *time = the device's byte unchanged. */
+QZ_NDS_API bool qz_nds_get_hardware_watchdog_disable_time(qz_nds_handle handle, uint8_t *time);
+
+/* Temperature options. Setters send the byte as passed; getters ask the
+   device every time. */
+QZ_NDS_API bool qz_nds_set_disable_temperature_correct_status(qz_nds_handle handle, uint8_t status);
+/* *status = the device's byte unchanged. */
+QZ_NDS_API bool qz_nds_get_disable_temperature_correct_status(qz_nds_handle handle, uint8_t *status);
+QZ_NDS_API bool qz_nds_set_vision_maxtemperature(qz_nds_handle handle, uint8_t value);
+/* *value = 1 when the device answered 1, else 0. */
+QZ_NDS_API bool qz_nds_get_vision_maxtemperature(qz_nds_handle handle, uint8_t *value);
+QZ_NDS_API bool qz_nds_set_all_temperature_network_byte_order(qz_nds_handle handle, uint8_t value);
+/* *value = 1 when the device answered 1, else 0. */
+QZ_NDS_API bool qz_nds_get_all_temperature_network_byte_order(qz_nds_handle handle, uint8_t *value);
+
+/* OSD items 0 to 11. Sets item osd_id (not 8, the channel-name item) on the
+   device and remembers it, display as passed (the wire carries 0/1). */
+QZ_NDS_API bool qz_nds_set_osd_setting(qz_nds_handle handle, int32_t osd_id, uint8_t display, uint8_t attribute,
+                                       uint16_t value1, uint16_t value2);
+/* Answers item osd_id from the session; null out pointers are skipped. */
+QZ_NDS_API bool qz_nds_get_osd_setting(qz_nds_handle handle, int32_t osd_id, uint8_t *display, uint8_t *attribute,
+                                       uint16_t *value1, uint16_t *value2);
+/* Sets the channel name (the first name_length bytes of `name` go to the
+   device; the whole text is remembered) and the channel-name item 8. */
+QZ_NDS_API bool qz_nds_osd_set_channel_name(qz_nds_handle handle, uint8_t name_length, const char *name,
+                                            uint8_t display, uint8_t attribute, uint16_t value1, uint16_t value2);
+/* Answers the channel name (into a 256-byte buffer, at most 256 bytes, no NUL
+   added) and item 8 from the session; null pointers are skipped. */
+QZ_NDS_API bool qz_nds_osd_get_channel_info(qz_nds_handle handle, char *name, uint8_t *display,
+                                            uint8_t *attribute, uint16_t *value1, uint16_t *value2);
+/* Asks the device to restore its OSD configuration (the session's copy is
+   refreshed by qz_nds_get_machine_config_info). */
+QZ_NDS_API bool qz_nds_osd_restore_config(qz_nds_handle handle);
+
+/* Device control: sent without waiting; true when the frame was sent. */
+QZ_NDS_API bool qz_nds_reboot(qz_nds_handle handle);
+QZ_NDS_API bool qz_nds_keep_alive(qz_nds_handle handle);
+
+/* Vendor flags. Setters send the byte as passed; getters ask the device and
+   give 1 when it answered 1, else 0. */
+QZ_NDS_API bool qz_nds_set_hikvision_linkage(qz_nds_handle handle, uint8_t value);
+QZ_NDS_API bool qz_nds_get_hikvision_linkage(qz_nds_handle handle, uint8_t *value);
+QZ_NDS_API bool qz_nds_set_pg_support(qz_nds_handle handle, uint8_t value);
+QZ_NDS_API bool qz_nds_get_pg_support(qz_nds_handle handle, uint8_t *value);
 /* feature exports: end */
 
 #ifdef __cplusplus

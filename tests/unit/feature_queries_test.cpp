@@ -1,0 +1,241 @@
+// Device settings and queries of the watchdog, temperature and vendor flag
+// exports, and the unanswered device control commands, through the scripted
+// transport.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+
+#include "session_fixture.h"
+
+namespace qz::test {
+namespace {
+
+using nds::DeviceStateCache;
+using nds::kLogError;
+
+// How an answer byte is kept in the cache and handed to the caller.
+enum class Kept { raw, one_if_one };
+
+uint8_t as(Kept kept, uint8_t byte) {
+  return kept == Kept::raw ? byte : static_cast<uint8_t>(byte == 1);
+}
+
+struct QueryCase {
+  const char *name;
+  bool (*get)(qz_nds_handle, uint8_t *);
+  uint8_t sub;
+  uint8_t DeviceStateCache::*field;
+  Kept stored;
+  Kept reported;
+};
+
+#define QZ_GETTER(get) #get, get
+const QueryCase kQueries[] = {
+    {QZ_GETTER(qz_nds_is_enable_hardware_watchdog), 169, &DeviceStateCache::hardware_watchdog, Kept::raw,
+     Kept::one_if_one},
+    {QZ_GETTER(qz_nds_isenable_hardware_watchdog_disable), 171, &DeviceStateCache::hardware_watchdog_disable,
+     Kept::raw, Kept::one_if_one},
+    {QZ_GETTER(qz_nds_get_hardware_watchdog_disable_time), 173,
+     &DeviceStateCache::hardware_watchdog_disable_time, Kept::raw, Kept::raw},
+    {QZ_GETTER(qz_nds_get_disable_temperature_correct_status), 167,
+     &DeviceStateCache::disable_temperature_correct_status, Kept::raw, Kept::raw},
+    {QZ_GETTER(qz_nds_get_vision_maxtemperature), 181, &DeviceStateCache::vision_maxtemperature,
+     Kept::one_if_one, Kept::one_if_one},
+    {QZ_GETTER(qz_nds_get_all_temperature_network_byte_order), 183,
+     &DeviceStateCache::all_temperature_network_byte_order, Kept::one_if_one, Kept::one_if_one},
+    {QZ_GETTER(qz_nds_get_hikvision_linkage), 179, &DeviceStateCache::hikvision_linkage, Kept::one_if_one,
+     Kept::one_if_one},
+    {QZ_GETTER(qz_nds_get_pg_support), 185, &DeviceStateCache::pg_support, Kept::one_if_one,
+     Kept::one_if_one},
+};
+#undef QZ_GETTER
+
+struct SetCase {
+  const char *name;
+  std::function<bool(qz_nds_handle)> set;
+  uint8_t sub;
+  uint8_t byte;
+};
+
+const SetCase kSets[] = {
+    {"enable watchdog", qz_nds_enable_hardware_watchdog, 168, 1},
+    {"disable watchdog", qz_nds_disable_hardware_watchdog, 168, 0},
+    {"enable watchdog disable", qz_nds_enable_hardware_watchdog_disable, 170, 1},
+    {"disable watchdog disable", qz_nds_disable_hardware_watchdog_disable, 170, 0},
+    {"watchdog disable time",
+     [](qz_nds_handle h) { return qz_nds_set_hardware_watchdog_disable_time(h, 200); }, 172, 200},
+    {"temperature correct",
+     [](qz_nds_handle h) { return qz_nds_set_disable_temperature_correct_status(h, 7); }, 166, 7},
+    {"vision maxtemperature", [](qz_nds_handle h) { return qz_nds_set_vision_maxtemperature(h, 5); }, 180, 5},
+    {"network byte order",
+     [](qz_nds_handle h) { return qz_nds_set_all_temperature_network_byte_order(h, 3); }, 182, 3},
+    {"hikvision linkage", [](qz_nds_handle h) { return qz_nds_set_hikvision_linkage(h, 3); }, 178, 3},
+    {"pg support", [](qz_nds_handle h) { return qz_nds_set_pg_support(h, 2); }, 184, 2},
+};
+
+class QueryTest : public SessionTest {
+ protected:
+  // Every cache field the queries fill, in table order.
+  std::vector<uint8_t> query_fields() {
+    std::vector<uint8_t> out;
+    for (const QueryCase &q : kQueries) out.push_back(cache().*q.field);
+    return out;
+  }
+  // True when no line of the log carries `function`.
+  bool nothing_logged_by(const char *function) {
+    for (const LogLine &line : log.lines())
+      if (line.function == function) return false;
+    return true;
+  }
+};
+
+TEST_F(QueryTest, AnswersAreStoredAndReportedRawOrAsZeroOne) {
+  for (const QueryCase &q : kQueries) {
+    SCOPED_TRACE(q.name);
+    for (uint8_t answer : {uint8_t{0}, uint8_t{1}, uint8_t{2}, uint8_t{200}}) {
+      answer_all({answer});
+      uint8_t out = 0xEE;
+      ASSERT_TRUE(q.get(handle, &out));
+      EXPECT_EQ(last_sent()[wire::kOffMain], 169);
+      EXPECT_EQ(last_sent()[wire::kOffSub], q.sub);
+      EXPECT_TRUE(last_payload().empty());
+      EXPECT_EQ(out, as(q.reported, answer)) << int{answer};
+      EXPECT_EQ(cache().*q.field, as(q.stored, answer)) << int{answer};
+    }
+  }
+}
+
+TEST_F(QueryTest, FailedQueryLeavesOutByteAndCacheAlone) {
+  for (const QueryCase &q : kQueries) {
+    SCOPED_TRACE(q.name);
+    cache().*q.field = 9;
+    uint8_t out = 0x77;
+    answer_all({1}, 1);
+    EXPECT_FALSE(q.get(handle, &out));
+    EXPECT_EQ(out, 0x77);
+    EXPECT_EQ(cache().*q.field, 9);
+    EXPECT_TRUE(nothing_logged_by(q.name));
+  }
+}
+
+TEST_F(QueryTest, EmptyAnswerIsRefusedAsShort) {
+  answer_all({});
+  for (const QueryCase &q : kQueries) {
+    SCOPED_TRACE(q.name);
+    cache().*q.field = 9;
+    uint8_t out = 0x77;
+    log.clear();
+    EXPECT_FALSE(q.get(handle, &out));
+    EXPECT_EQ(out, 0x77);
+    EXPECT_EQ(cache().*q.field, 9);
+    const std::string line = "cmd [169," + std::to_string(q.sub) + "]'s response is 1 bytes short";
+    EXPECT_TRUE(log.contains(kLogError, "on_response_setting", line));
+  }
+}
+
+TEST_F(QueryTest, NullOutPointerSendsNothing) {
+  answer_all({1});
+  for (const QueryCase &q : kQueries) EXPECT_FALSE(q.get(handle, nullptr)) << q.name;
+  EXPECT_TRUE(net.sent().empty());
+}
+
+TEST_F(QueryTest, ALaterAnswerDoesNotChangeWhatTheCallerIsTold) {
+  // The device answers the request with 40, then at once sends an answer
+  // to some other request with 41; the caller reports its own answer.
+  net.set_responder([](const wire::FrameView &request) {
+    Bytes other = response_to(request, {41});
+    wire::store_be32(other.data() + wire::kOffSeq, request.header.seq + 1000);
+    return std::vector<Bytes>{response_to(request, {40}), other};
+  });
+  uint8_t time = 0;
+  ASSERT_TRUE(qz_nds_get_hardware_watchdog_disable_time(handle, &time));
+  EXPECT_EQ(time, 40);
+  EXPECT_EQ(cache().hardware_watchdog_disable_time, 41) << "the late answer still reaches the cache";
+}
+
+TEST_F(QueryTest, SettersSendTheByteAsPassedAndRememberNothing) {
+  answer_all();
+  const auto before = query_fields();
+  for (const SetCase &c : kSets) {
+    SCOPED_TRACE(c.name);
+    ASSERT_TRUE(c.set(handle));
+    EXPECT_EQ(last_sent()[wire::kOffMain], 169);
+    EXPECT_EQ(last_sent()[wire::kOffSub], c.sub);
+    EXPECT_EQ(last_payload(), Bytes{c.byte});
+  }
+  EXPECT_EQ(query_fields(), before);
+  EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(QueryTest, RefusedSetterFailsWithTheTransactionsLinesOnly) {
+  answer_all({}, 1);
+  for (const SetCase &c : kSets) {
+    SCOPED_TRACE(c.name);
+    log.clear();
+    EXPECT_FALSE(c.set(handle));
+    for (const LogLine &line : log.lines()) EXPECT_EQ(line.function.rfind("NetDevSetting::", 0), 0u);
+  }
+}
+
+TEST_F(QueryTest, NullHandleIsRefusedSilently) {
+  answer_all({1});
+  uint8_t out = 0x77;
+  for (const QueryCase &q : kQueries) EXPECT_FALSE(q.get(nullptr, &out)) << q.name;
+  for (const SetCase &c : kSets) EXPECT_FALSE(c.set(nullptr)) << c.name;
+  EXPECT_FALSE(qz_nds_reboot(nullptr));
+  EXPECT_FALSE(qz_nds_keep_alive(nullptr));
+  EXPECT_EQ(out, 0x77);
+  EXPECT_TRUE(net.sent().empty());
+  EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(QueryTest, NewSessionDefaults) {
+  for (const QueryCase &q : kQueries) {
+    const uint8_t expected = q.field == &DeviceStateCache::all_temperature_network_byte_order ? 1 : 0;
+    EXPECT_EQ(cache().*q.field, expected) << q.name;
+  }
+}
+
+using DeviceControlTest = SessionTest;
+
+TEST_F(DeviceControlTest, RebootAndKeepAliveReturnAtOnceWithoutAPendingEntry) {
+  const std::pair<bool (*)(qz_nds_handle), std::pair<uint8_t, uint8_t>> kCommands[] = {
+      {qz_nds_reboot, {164, 142}}, {qz_nds_keep_alive, {173, 128}}};
+  answer_none();
+  for (auto [command, main_sub] : kCommands) {
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_TRUE(command(handle));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+    EXPECT_EQ(last_sent()[wire::kOffMain], main_sub.first);
+    EXPECT_EQ(last_sent()[wire::kOffSub], main_sub.second);
+    EXPECT_TRUE(last_payload().empty());
+    EXPECT_TRUE(session().pending.empty());
+  }
+  EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(DeviceControlTest, AnAnswerToRebootFindsNoWaiterAndChangesNothing) {
+  answer_all();
+  ASSERT_TRUE(qz_nds_reboot(handle));
+  const auto request = net.sent().back();
+  const Bytes answer = wire::make_frame(wire::kPackageResponse, 164, 142, 0,
+                                        wire::load_be32(request.data() + wire::kOffSeq), {});
+  EXPECT_TRUE(net.deliver(answer));
+  EXPECT_TRUE(session().pending.empty());
+}
+
+TEST_F(DeviceControlTest, FailsWhenNotConnectedOrNotSent) {
+  ASSERT_TRUE(qz_nds_disconnect(handle));
+  log.clear();
+  EXPECT_FALSE(qz_nds_keep_alive(handle));
+  EXPECT_TRUE(log.contains(kLogError, "NetDevSetting::send_cmd", "device is not connected"));
+  EXPECT_FALSE(qz_nds_reboot(handle));
+  ASSERT_TRUE(qz_nds_connect(handle, "device"));
+  net.set_send_result(false);
+  EXPECT_FALSE(qz_nds_reboot(handle));
+  EXPECT_FALSE(qz_nds_keep_alive(handle));
+}
+
+}  // namespace
+}  // namespace qz::test
