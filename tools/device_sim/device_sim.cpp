@@ -194,7 +194,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
       handle_frame(p, total);
       pos += total;
     }
-    in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(pos < in_.size() ? pos : in_.size()));
+    in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(pos));
   }
 
   void note_garbage(std::size_t n, const std::string &why) {

@@ -42,17 +42,17 @@ struct RequestInfo {
 // coalesce, close_after, chunks.
 struct Fault {
   // Answer with this response code and no payload; the request is not handled.
-  std::optional<uint8_t> code;
+  std::optional<uint8_t> code{};
   // Replace the answer's payload (frame lengths follow it).
-  std::optional<std::vector<uint8_t>> payload;
+  std::optional<std::vector<uint8_t>> payload{};
   // Answer under this sub command.
-  std::optional<uint8_t> sub;
+  std::optional<uint8_t> sub{};
   // Cut the answer's payload to at most this many bytes (frame lengths follow).
-  std::optional<std::size_t> truncate;
+  std::optional<std::size_t> truncate{};
   // Send these bytes instead of the answer frame (no framing at all).
-  std::optional<std::vector<uint8_t>> raw;
+  std::optional<std::vector<uint8_t>> raw{};
   // Like `raw`, computed from the request (to echo its seq into a hostile frame).
-  std::function<std::vector<uint8_t>(const RequestInfo &)> raw_hook;
+  std::function<std::vector<uint8_t>(const RequestInfo &)> raw_hook{};
   // Bytes that are no frame, sent right before the answer.
   std::size_t garbage = 0;
   // Wait this long before the answer goes out.
@@ -62,7 +62,7 @@ struct Fault {
   // Hold the answer and send it in one write with the connection's next answer.
   bool coalesce = false;
   // Send only this many bytes of the answer, then close the connection.
-  std::optional<std::size_t> close_after;
+  std::optional<std::size_t> close_after{};
   // Send the answer in pieces of this many bytes with a pause between them.
   std::size_t chunk_size = 0;
   std::chrono::milliseconds chunk_pause{0};
