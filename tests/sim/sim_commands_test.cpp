@@ -215,6 +215,18 @@ TEST_F(SimCommands, RefusesBadRequestsAndKeepsTheState) {
   EXPECT_TRUE(sim_->state() == before);
 }
 
+TEST_F(SimCommands, LenientModeStoresOddValuesButStillChecksLengths) {
+  auto c = connect();
+  EXPECT_EQ(c->exchange(169, 178, 1, {3}).code, 2);
+  sim_->set_strict(false);
+  EXPECT_EQ(c->exchange(169, 178, 2, {3}).code, 0);
+  EXPECT_EQ(c->exchange(169, 179, 3).payload, Bytes{3});
+  EXPECT_EQ(c->exchange(169, 135, 4, {0xFF}).code, 0);
+  EXPECT_EQ(c->exchange(174, 130, 5).payload.at(179), 0xFF);
+  EXPECT_EQ(c->exchange(169, 128, 6, {}).code, 2);
+  EXPECT_EQ(c->exchange(169, 158, 7, hex("00 00 00")).code, 2);
+}
+
 TEST_F(SimCommands, MalformedFramesAreAnsweredWithNonZeroCodes) {
   auto c = connect();
   Bytes wrong_type = request(169, 128, 1, {0});

@@ -126,16 +126,16 @@ void write_osd_item(Writer &w, const OsdItem &item) {
   w.u8(item.display).u8(item.attribute).u16(item.value1).u16(item.value2);
 }
 
-bool read_osd_item(Reader &r, OsdItem &item) {
-  return r.u8(item.display) && item.display <= 1 && r.u8(item.attribute) && r.u16(item.value1) &&
+bool read_osd_item(Reader &r, OsdItem &item, bool strict) {
+  return r.u8(item.display) && (!strict || item.display <= 1) && r.u8(item.attribute) && r.u16(item.value1) &&
          r.u16(item.value2);
 }
 
-Reply set_ip_info(DeviceState &s, const uint8_t *p, std::size_t n) {
-  if (n != 1 + kIpTextCount * kIpTextMax || p[0] > 1) return bad_payload();
+Reply set_ip_info(DeviceState &s, const uint8_t *p, std::size_t n, bool strict) {
+  if (n != 1 + kIpTextCount * kIpTextMax || (strict && p[0] > 1)) return bad_payload();
   s.ip_info_flag = p[0];
   // The texts travel only with static addressing; otherwise the old ones stay.
-  if (s.ip_info_flag == 1) {
+  if (s.ip_info_flag != 0) {
     Reader r(p + 1, n - 1);
     for (auto &text : s.ip_info_texts) r.text_field(kIpTextMax, text);
   }
@@ -165,18 +165,18 @@ Reply set_visual_sn(DeviceState &s, const uint8_t *p, std::size_t n) {
   return ok();
 }
 
-Reply set_mqtt_port(DeviceState &s, const uint8_t *p, std::size_t n) {
+Reply set_mqtt_port(DeviceState &s, const uint8_t *p, std::size_t n, bool strict) {
   Reader r(p, n);
   uint32_t port = 0;
-  if (n != 4 || !r.u32(port) || port == 0 || port > 65535) return bad_payload();
+  if (n != 4 || !r.u32(port) || (strict && (port == 0 || port > 65535))) return bad_payload();
   s.mqtt_port = port;
   return ok();
 }
 
-Reply set_gb28181(DeviceState &s, const uint8_t *p, std::size_t n) {
+Reply set_gb28181(DeviceState &s, const uint8_t *p, std::size_t n, bool strict) {
   Reader r(p, n);
   uint8_t enable = 0;
-  if (!r.u8(enable) || enable > 1) return bad_payload();
+  if (!r.u8(enable) || (strict && enable > 1)) return bad_payload();
   if (enable == 0) {
     if (r.remaining() != 0) return bad_payload();
     s.gb28181_enable = 0;
@@ -186,11 +186,11 @@ Reply set_gb28181(DeviceState &s, const uint8_t *p, std::size_t n) {
   uint16_t port = 0;
   if (!r.lp_text(t1) || !r.u16(port) || !r.lp_text(t2) || !r.lp_text(t3) || !r.lp_text(t4))
     return bad_payload();
-  if (r.remaining() != 0 || port == 0) return bad_payload();
+  if (r.remaining() != 0 || (strict && port == 0)) return bad_payload();
   for (const auto *t : {&t1, &t2, &t3, &t4}) {
     if (t->size() > kGb28181TextMax) return bad_payload();
   }
-  s.gb28181_enable = 1;
+  s.gb28181_enable = enable;
   s.gb28181_text1 = std::move(t1);
   s.gb28181_port = port;
   s.gb28181_text2 = std::move(t2);
@@ -211,10 +211,10 @@ Reply get_gb28181(const DeviceState &s) {
   return ok(std::move(out));
 }
 
-Reply handle_setting(DeviceState &s, uint8_t sub, const uint8_t *p, std::size_t n) {
+Reply handle_setting(DeviceState &s, uint8_t sub, const uint8_t *p, std::size_t n, bool strict) {
   for (const auto &setter : kSettingSetters) {
     if (setter.sub != sub) continue;
-    if (n != 1 || p[0] < setter.min || p[0] > setter.max) return bad_payload();
+    if (n != 1 || (strict && (p[0] < setter.min || p[0] > setter.max))) return bad_payload();
     s.*setter.field = p[0];
     return ok();
   }
@@ -243,13 +243,13 @@ Reply handle_setting(DeviceState &s, uint8_t sub, const uint8_t *p, std::size_t 
       std::copy(p, p + n, s.system_time.begin());
       return ok();
     case 138:
-      return set_ip_info(s, p, n);
+      return set_ip_info(s, p, n, strict);
     case 143:
       return set_visual_sn(s, p, n);
     case 158:
-      return set_mqtt_port(s, p, n);
+      return set_mqtt_port(s, p, n, strict);
     case 176:
-      return set_gb28181(s, p, n);
+      return set_gb28181(s, p, n, strict);
     default:
       break;
   }
@@ -269,31 +269,31 @@ Reply handle_setting(DeviceState &s, uint8_t sub, const uint8_t *p, std::size_t 
   }
 }
 
-Reply set_channel_name(DeviceState &s, const uint8_t *p, std::size_t n) {
+Reply set_channel_name(DeviceState &s, const uint8_t *p, std::size_t n, bool strict) {
   Reader r(p, n);
   OsdItem item;
   uint8_t len = 0;
   const uint8_t *name = nullptr;
-  if (!read_osd_item(r, item) || !r.u8(len) || !r.bytes(len, name) || r.remaining() != 0)
+  if (!read_osd_item(r, item, strict) || !r.u8(len) || !r.bytes(len, name) || r.remaining() != 0)
     return bad_payload();
   s.osd_items[8] = item;
   s.channel_name.assign(reinterpret_cast<const char *>(name), len);
   return ok();
 }
 
-Reply handle_osd(DeviceState &s, uint8_t sub, const uint8_t *p, std::size_t n) {
+Reply handle_osd(DeviceState &s, uint8_t sub, const uint8_t *p, std::size_t n, bool strict) {
   if (auto id = osd_item_of_sub(sub)) {
     Reader r(p, n);
     OsdItem item;
-    if (n != 6 || !read_osd_item(r, item)) return bad_payload();
+    if (n != 6 || !read_osd_item(r, item, strict)) return bad_payload();
     s.osd_items[*id] = item;
     return ok();
   }
   switch (sub) {
     case 138:
-      return set_channel_name(s, p, n);
+      return set_channel_name(s, p, n, strict);
     case 139:
-      if (n != 1 || p[0] > 1) return bad_payload();
+      if (n != 1 || (strict && p[0] > 1)) return bad_payload();
       s.center_rectangle_displayed = p[0];
       return ok();
     case 140: {
@@ -377,8 +377,8 @@ Reply handle_bare(uint8_t sub, uint8_t expected_sub, std::size_t n) {
 
 }  // namespace
 
-Reply handle_request(DeviceState &state, uint8_t main, uint8_t sub, const uint8_t *payload,
-                     std::size_t size) {
+Reply handle_request(DeviceState &state, uint8_t main, uint8_t sub, const uint8_t *payload, std::size_t size,
+                     bool strict) {
   switch (main) {
     case kMainAccount:
       return handle_account(state, sub, payload, size);
@@ -390,9 +390,9 @@ Reply handle_request(DeviceState &state, uint8_t main, uint8_t sub, const uint8_
       return reply;
     }
     case kMainOsd:
-      return handle_osd(state, sub, payload, size);
+      return handle_osd(state, sub, payload, size, strict);
     case kMainSetting:
-      return handle_setting(state, sub, payload, size);
+      return handle_setting(state, sub, payload, size, strict);
     case kMainKeepAlive:
       return handle_bare(sub, kSubKeepAlive, size);
     case kMainMachineStatus: {

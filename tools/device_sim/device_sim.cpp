@@ -72,7 +72,7 @@ class DeviceSim::Impl {
   // Any thread.
   Reply handle(uint8_t main, uint8_t sub, const uint8_t *payload, std::size_t size) {
     std::lock_guard lock(state_mutex_);
-    return handle_request(state_, main, sub, payload, size);
+    return handle_request(state_, main, sub, payload, size, strict_.load(std::memory_order_relaxed));
   }
   std::optional<Fault> take_fault(uint8_t main, uint8_t sub);
   void record(uint64_t conn, Direction dir, const uint8_t *p, std::size_t n);
@@ -96,6 +96,7 @@ class DeviceSim::Impl {
   std::atomic<uint16_t> port_{0};
   std::atomic<RefuseMode> refuse_{RefuseMode::none};
   std::atomic<long long> reboot_ms_{options_.reboot_time.count()};
+  std::atomic<bool> strict_{options_.strict};
 
   mutable std::mutex state_mutex_;
   DeviceState state_;
@@ -690,6 +691,10 @@ void DeviceSim::clear_recorded() {
 
 void DeviceSim::set_log(std::ostream *log) {
   impl_->log_ = log;
+}
+
+void DeviceSim::set_strict(bool strict) {
+  impl_->strict_ = strict;
 }
 
 SimStats DeviceSim::stats() const {

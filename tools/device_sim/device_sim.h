@@ -36,6 +36,8 @@ struct SimOptions {
   std::size_t max_request_size = std::size_t{1} << 20;
   // One line per exchange and per connection event; nullptr keeps it quiet.
   std::ostream *log = nullptr;
+  // Refuse values out of range (code 2); off checks only lengths and structure.
+  bool strict = true;
 };
 
 enum class Direction { request, response };
@@ -100,6 +102,7 @@ class DeviceSim {
   void clear_recorded();
 
   void set_log(std::ostream *log);
+  void set_strict(bool strict);
   SimStats stats() const;
 
   class Impl;

@@ -61,6 +61,7 @@ int main(int argc, char **argv) {
   long long reboot_ms = 2000;
   bool quiet = false;
   bool print_state = false;
+  bool lenient = false;
   std::vector<std::string> fault_specs;
   std::string refuse = "none";
   app.add_option("--listen", listen, "Address and port to listen on (port 0 picks a free one)")
@@ -73,6 +74,8 @@ int main(int argc, char **argv) {
   app.add_flag("--quiet", quiet, "No line per exchange");
   app.add_option("--fault", fault_specs, "A fault to show (repeatable); grammar below");
   app.add_option("--refuse", refuse, "Connection handling: none, close or stop")->capture_default_str();
+  app.add_flag("--lenient", lenient,
+               "Accept any value for flags, small numbers and ports (lengths still checked)");
   app.add_flag("--print-state", print_state, "Print the (loaded) device state as JSON and exit");
   CLI11_PARSE(app, argc, argv);
 
@@ -83,6 +86,7 @@ int main(int argc, char **argv) {
   }
   options.reboot_time = std::chrono::milliseconds(reboot_ms);
   options.log = quiet ? nullptr : &std::cout;
+  options.strict = !lenient;
 
   DeviceState state;
   std::string error;
