@@ -91,15 +91,6 @@ TEST_F(NumericTest, WideValuesSendTheLowByteAndRememberTheWholeValue) {
   }
 }
 
-TEST_F(NumericTest, PaletteOf0x1FFSends0xFFAndReads0x1FF) {
-  answer_all();
-  ASSERT_TRUE(qz_nds_set_default_palette(handle, 0x1FF));
-  EXPECT_EQ(last_payload(), Bytes{0xFF});
-  uint32_t palette = 0;
-  ASSERT_TRUE(qz_nds_get_default_palette(handle, &palette));
-  EXPECT_EQ(palette, 0x1FFu);
-}
-
 TEST_F(NumericTest, UnknownLensAdjustMethodReadsAllOnesUntilSetAndAfterDisconnect) {
   uint32_t method = 0;
   ASSERT_TRUE(qz_nds_get_len_adjust_method(handle, &method));

@@ -49,13 +49,6 @@ TEST_F(OsdTest, EachItemIdGoesToItsSubCommand) {
   EXPECT_EQ(item(8), Item{}) << "the channel-name item is not touched";
 }
 
-TEST_F(OsdTest, ItemFiveCarriesItsFieldsBigEndian) {
-  answer_all();
-  ASSERT_TRUE(qz_nds_set_osd_setting(handle, 5, 1, 2, 0x0102, 0x0304));
-  EXPECT_EQ(sent_sub(), 135);
-  EXPECT_EQ(last_payload(), (Bytes{0x01, 0x02, 0x01, 0x02, 0x03, 0x04}));
-}
-
 TEST_F(OsdTest, DisplayTravelsAsZeroOrOneButIsRememberedAsPassed) {
   answer_all();
   for (auto [display, sent] : {std::pair<uint8_t, uint8_t>{9, 1}, {0, 0}, {1, 1}, {255, 1}}) {
@@ -94,15 +87,6 @@ TEST_F(OsdTest, RefusedOrAnsweredWithPayloadKeepsTheItem) {
     EXPECT_EQ(item(3), (Item{1, 2, 3, 4}));
     EXPECT_TRUE(log.contains(kLogError, "qz_nds_set_osd_setting", "set osd = 3 config failed"));
   }
-}
-
-TEST_F(OsdTest, GetterWritesOnlyTheOutPointersGiven) {
-  answer_all();
-  ASSERT_TRUE(qz_nds_set_osd_setting(handle, 4, 1, 2, 3, 4));
-  uint16_t value2 = 0;
-  EXPECT_TRUE(qz_nds_get_osd_setting(handle, 4, nullptr, nullptr, nullptr, &value2));
-  EXPECT_EQ(value2, 4);
-  EXPECT_TRUE(qz_nds_get_osd_setting(handle, 4, nullptr, nullptr, nullptr, nullptr));
 }
 
 TEST_F(OsdTest, ChannelNameSendsNameLengthBytesAndRemembersTheWholeName) {

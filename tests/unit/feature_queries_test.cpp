@@ -190,13 +190,6 @@ TEST_F(QueryTest, NullHandleIsRefusedSilently) {
   EXPECT_TRUE(log.lines().empty());
 }
 
-TEST_F(QueryTest, NewSessionDefaults) {
-  for (const QueryCase &q : kQueries) {
-    const uint8_t expected = q.field == &DeviceStateCache::all_temperature_network_byte_order ? 1 : 0;
-    EXPECT_EQ(cache().*q.field, expected) << q.name;
-  }
-}
-
 using DeviceControlTest = SessionTest;
 
 TEST_F(DeviceControlTest, RebootAndKeepAliveReturnAtOnceWithoutAPendingEntry) {
