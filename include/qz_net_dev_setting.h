@@ -64,6 +64,73 @@ QZ_NDS_API bool qz_nds_get_machine_config_info(qz_nds_handle handle);
 
 /* ---- Linked equipment and cloud settings ------------------------------- */
 /* link exports: begin */
+
+/* Sets the linked visual camera's IP address (NUL-terminated text). */
+QZ_NDS_API bool qz_nds_set_visual_ip(qz_nds_handle handle, const char *ip);
+/* Asks the device for the visual camera's IP address: writes exactly *len
+   bytes, no NUL; the buffer must hold the longest text the device keeps.
+   On false the buffer and *len are untouched. */
+QZ_NDS_API bool qz_nds_get_visual_ip(qz_nds_handle handle, char *ip, uint32_t *len);
+/* Sets the visual camera's login user (NUL-terminated text). */
+QZ_NDS_API bool qz_nds_set_visual_user(qz_nds_handle handle, const char *user);
+/* Asks the device for the visual camera's login user; buffer and *len as
+   for qz_nds_get_visual_ip. */
+QZ_NDS_API bool qz_nds_get_visual_user(qz_nds_handle handle, char *user, uint32_t *len);
+/* Sets the visual camera's login password (NUL-terminated text). */
+QZ_NDS_API bool qz_nds_set_visual_passwd(qz_nds_handle handle, const char *passwd);
+/* Asks the device for the visual camera's login password; buffer and *len as
+   for qz_nds_get_visual_ip. */
+QZ_NDS_API bool qz_nds_get_visual_passwd(qz_nds_handle handle, char *passwd, uint32_t *len);
+/* Sets the visual camera's serial number (len bytes at sn, or len zero bytes
+   when sn is null) with its support and same-IP flags. A supported camera on
+   an IP of its own needs a serial number. */
+QZ_NDS_API bool qz_nds_set_visual_sn(qz_nds_handle handle, uint8_t support, uint8_t same_ip, const char *sn,
+                                     uint32_t len);
+/* Sets the visual camera's zoom control flag; the byte is sent as given. */
+QZ_NDS_API bool qz_nds_set_visual_zoom_control_flag(qz_nds_handle handle, uint8_t flag);
+/* Asks the device for the zoom control flag, as the device stores it. */
+QZ_NDS_API bool qz_nds_get_visual_zoom_control_flag(qz_nds_handle handle, uint8_t *flag);
+/* Sets whether the visual camera goes to its preset at start; sent as given. */
+QZ_NDS_API bool qz_nds_set_visual_gotopreset_when_start(qz_nds_handle handle, uint8_t flag);
+/* Asks the device for the go-to-preset-at-start flag, as the device stores it. */
+QZ_NDS_API bool qz_nds_get_visual_gotopreset_when_start(qz_nds_handle handle, uint8_t *flag);
+
+/* The MQTT functions return true whenever their arguments are usable: the
+   device's answer shows only in the log and, for a get, as an empty text,
+   port 0 or work 0 when the exchange failed. */
+
+/* Switches MQTT operation on (work == 1) or off (any other value). */
+QZ_NDS_API bool qz_nds_set_mqtt_work(qz_nds_handle handle, uint8_t work);
+/* Asks the device whether MQTT operation is on: *work receives 0 or 1. */
+QZ_NDS_API bool qz_nds_get_mqtt_work(qz_nds_handle handle, uint8_t *work);
+/* Sets the broker's IP address (NUL-terminated text). */
+QZ_NDS_API bool qz_nds_set_mqtt_ip(qz_nds_handle handle, const char *ip);
+/* Asks the device for the broker's IP address: writes exactly *len bytes, no
+   NUL; the buffer must hold the longest text the device keeps. */
+QZ_NDS_API bool qz_nds_get_mqtt_ip(qz_nds_handle handle, char *ip, uint32_t *len);
+/* Sets the broker's port. */
+QZ_NDS_API bool qz_nds_set_mqtt_port(qz_nds_handle handle, uint32_t port);
+/* Asks the device for the broker's port. */
+QZ_NDS_API bool qz_nds_get_mqtt_port(qz_nds_handle handle, uint32_t *port);
+/* Sets the broker's login user (NUL-terminated text). */
+QZ_NDS_API bool qz_nds_set_mqtt_user(qz_nds_handle handle, const char *user);
+/* Asks the device for the broker's login user; as qz_nds_get_mqtt_ip. */
+QZ_NDS_API bool qz_nds_get_mqtt_user(qz_nds_handle handle, char *user, uint32_t *len);
+/* Sets the broker's login password (NUL-terminated text). */
+QZ_NDS_API bool qz_nds_set_mqtt_passwd(qz_nds_handle handle, const char *passwd);
+/* Asks the device for the broker's login password; as qz_nds_get_mqtt_ip. */
+QZ_NDS_API bool qz_nds_get_mqtt_passwd(qz_nds_handle handle, char *passwd, uint32_t *len);
+
+/* Writes the GB/T 28181 platform parameters: enable (non-zero enables), four
+   NUL-terminated texts (empty where unused, never null) and the port. */
+QZ_NDS_API bool qz_nds_28181_set_para(qz_nds_handle handle, uint8_t enable, const char *text1, uint16_t port,
+                                      const char *text2, const char *text3, const char *text4);
+/* Asks the device for the GB/T 28181 parameters. Each text buffer holds 64
+   bytes and receives a NUL-terminated text of at most 63 bytes. A device that
+   reports the function disabled gives enable 0 with the texts and port of
+   its last enabled answer. On false nothing is written. */
+QZ_NDS_API bool qz_nds_28181_get_para(qz_nds_handle handle, uint8_t *enable, char *text1, uint16_t *port,
+                                      char *text2, char *text3, char *text4);
 /* link exports: end */
 
 /* ---- Device feature settings ------------------------------------------- */
