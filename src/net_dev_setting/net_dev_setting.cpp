@@ -297,8 +297,8 @@ bool on_response_setting(NetDevSetting &session, const wire::FrameView &frame) {
 
 bool refuse_short_answer(const char *function, const wire::FrameView &frame, std::size_t needed) {
   const std::size_t missing = needed > frame.payload_size ? needed - frame.payload_size : 0;
-  NDS_LOG(kLogError, function, "cmd [%d,%d]'s response is %d bytes short", frame.header.main, frame.header.sub,
-          static_cast<int>(missing));
+  NDS_LOG(kLogError, function, "cmd [%d,%d]'s response is %llu bytes short", frame.header.main, frame.header.sub,
+          static_cast<unsigned long long>(missing));
   return false;
 }
 
