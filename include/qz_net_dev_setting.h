@@ -60,6 +60,38 @@ QZ_NDS_API bool qz_nds_disconnect(qz_nds_handle handle);
    getters answer from it afterwards. */
 QZ_NDS_API bool qz_nds_get_machine_config_info(qz_nds_handle handle);
 /* identity exports: begin */
+/* Answers from the session (last configuration read): the two identity
+   values, the serial number and three identity texts into 32-byte buffers
+   (terminated when shorter than 32 bytes). Null pointers are skipped. */
+QZ_NDS_API bool qz_nds_get_machine_info(qz_nds_handle handle, uint16_t *value1, uint16_t *value2, char *sn,
+                                        char *text1, char *text2, char *text3);
+/* Asks the device to take the IP settings flag and five texts (at most 15
+   bytes each, sent only when flag is non-zero; a null text is left as is). */
+QZ_NDS_API bool qz_nds_set_ip_info(qz_nds_handle handle, uint8_t flag, const char *text1, const char *text2,
+                                   const char *text3, const char *text4, const char *text5);
+/* Asks the device for its IP settings, or answers from the session when it
+   cannot: at most 15 bytes per buffer, no terminator. Null pointers skipped. */
+QZ_NDS_API bool qz_nds_get_ip_info(qz_nds_handle handle, uint8_t *flag, char *text1, char *text2, char *text3,
+                                   char *text4, char *text5);
+/* Answers from the session: the serial number's bytes (no terminator; 32
+   bytes suffice) and their count. */
+QZ_NDS_API bool qz_nds_get_sn(qz_nds_handle handle, char *sn, uint32_t *len);
+/* Asks the device to store `len` opaque bytes of account info. */
+QZ_NDS_API bool qz_nds_set_account_info(qz_nds_handle handle, const uint8_t *data, uint32_t len);
+/* Asks the device for its account info. *len is data's capacity on entry and
+   the info's size on return; false (data untouched) when it does not fit. */
+QZ_NDS_API bool qz_nds_get_account_info(qz_nds_handle handle, uint8_t *data, uint32_t *len);
+/* Asks the device to take the three passive wireless power status values. */
+QZ_NDS_API bool qz_nds_set_passive_wireless_power_status(qz_nds_handle handle, const uint32_t *status1,
+                                                         const uint32_t *status2, const uint32_t *status3);
+/* Asks the device for the three passive wireless power status values. */
+QZ_NDS_API bool qz_nds_get_passive_wireless_power_status(qz_nds_handle handle, uint32_t *status1,
+                                                         uint32_t *status2, uint32_t *status3);
+/* Asks the device to take the passive wireless domain text and its value. */
+QZ_NDS_API bool qz_nds_set_passive_wireless_domain(qz_nds_handle handle, const char *domain, uint32_t value);
+/* Asks the device for the passive wireless domain into a 128-byte buffer
+   (terminated when shorter) and its value; false when it is longer. */
+QZ_NDS_API bool qz_nds_get_passive_wireless_domain(qz_nds_handle handle, char *domain, uint32_t *value);
 /* identity exports: end */
 
 /* ---- Linked equipment and cloud settings ------------------------------- */

@@ -240,8 +240,8 @@ class NetDevSetting : public _QZBaseObject {
   bool get_passive_wireless_power_status(uint32_t *status1, uint32_t *status2, uint32_t *status3);
   bool set_passive_wireless_domain(const char *domain, uint32_t value);
   bool get_passive_wireless_domain(char *domain, uint32_t *value);
+  // A passive wireless request payload opened by the serial key.
   std::vector<uint8_t> passive_wireless_request();
-  bool send_passive_wireless(uint32_t sub, const std::vector<uint8_t> &payload, AnswerSink sink = {});
   // identity-family members: end
 
   // ---- Linked equipment and cloud settings -----------------------------
