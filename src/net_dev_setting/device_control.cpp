@@ -26,7 +26,7 @@ bool NetDevSetting::query_setting_byte(const ByteQuery &query, uint8_t *answer) 
 bool NetDevSetting::store_answer_byte(const wire::FrameView &frame, const ByteQuery &query) {
   wire::Reader reader(frame.payload, frame.payload_size);
   uint8_t byte = 0;
-  if (!reader.u8(byte)) return refuse_short_answer("on_response_setting", frame, 1);
+  if (!reader.u8(byte)) return refuse_short_answer(kSettingHandlerName, frame, 1);
   cache.*query.field = query.stored == AnswerByte::raw ? byte : static_cast<uint8_t>(byte == 1 ? 1 : 0);
   return true;
 }

@@ -21,7 +21,6 @@ constexpr uint32_t kSubGetPara = 177;
 constexpr std::size_t kTextField = 64;
 constexpr std::size_t kMaxText = kTextField - 1;
 
-constexpr char kParserName[] = "on_response_setting";
 
 // One record as the read reports it.
 struct Gb28181Para {
@@ -50,14 +49,14 @@ bool read_para_text(wire::Reader &r, const wire::FrameView &frame, ByteString &o
 bool parse_gb28181_para(NetDevSetting &s, const wire::FrameView &frame) {
   wire::Reader r(frame.payload, frame.payload_size);
   uint8_t enable = 0;
-  if (!r.u8(enable)) return refuse_short_answer(kParserName, frame, 1);
+  if (!r.u8(enable)) return refuse_short_answer(kSettingHandlerName, frame, 1);
   if (enable != 1) {
     s.cache.gb28181_enable = 0;
     return true;
   }
   Gb28181Para para;
   if (!read_para_text(r, frame, para.text1)) return false;
-  if (!r.u16(para.port)) return refuse_short_answer(kParserName, frame, r.position() + 2);
+  if (!r.u16(para.port)) return refuse_short_answer(kSettingHandlerName, frame, r.position() + 2);
   if (!read_para_text(r, frame, para.text2) || !read_para_text(r, frame, para.text3) ||
       !read_para_text(r, frame, para.text4)) {
     return false;

@@ -56,7 +56,7 @@ bool parse_ip_info(NetDevSetting &session, const wire::FrameView &frame) {
   IpInfo info;
   bool ok = r.u8(info.flag);
   for (ByteString &text : info.texts) ok = ok && r.text_field(kIpTextWidth, text);
-  if (!ok) return refuse_short_answer("NetDevSetting::on_response_setting", frame, kIpBlockSize);
+  if (!ok) return refuse_short_answer(kSettingHandlerName, frame, kIpBlockSize);
   DeviceStateCache &c = session.cache;
   c.ip_info_flag = info.flag == 1 ? 1 : 0;
   auto members = ip_text_members(c);

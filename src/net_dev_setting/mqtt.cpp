@@ -24,7 +24,6 @@ constexpr uint32_t kSubGetMqttUser = 161;
 constexpr uint32_t kSubSetMqttPasswd = 162;
 constexpr uint32_t kSubGetMqttPasswd = 163;
 
-constexpr char kParserName[] = "on_response_setting";
 
 // Asks for one value and returns this request's answer, or `T{}` when the
 // exchange failed: a failed get never reports an older cached value.
@@ -50,7 +49,7 @@ bool get_text(NetDevSetting &s, uint32_t sub, ByteString DeviceStateCache::*fiel
 bool parse_mqtt_work(NetDevSetting &s, const wire::FrameView &frame) {
   wire::Reader r(frame.payload, frame.payload_size);
   uint8_t work = 0;
-  if (!r.u8(work)) return refuse_short_answer(kParserName, frame, 1);
+  if (!r.u8(work)) return refuse_short_answer(kSettingHandlerName, frame, 1);
   s.cache.mqtt_work = work == 1 ? 1 : 0;
   return true;
 }
@@ -62,7 +61,7 @@ bool parse_mqtt_ip(NetDevSetting &s, const wire::FrameView &frame) {
 bool parse_mqtt_port(NetDevSetting &s, const wire::FrameView &frame) {
   wire::Reader r(frame.payload, frame.payload_size);
   uint32_t port = 0;
-  if (!r.u32(port)) return refuse_short_answer(kParserName, frame, 4);
+  if (!r.u32(port)) return refuse_short_answer(kSettingHandlerName, frame, 4);
   s.cache.mqtt_port = port;
   return true;
 }

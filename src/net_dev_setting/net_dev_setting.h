@@ -10,6 +10,7 @@
 #include <semaphore>
 #include <span>
 #include <string>
+#include <type_traits>
 
 #include "qz_log.h"
 #include "wire_frame.h"
@@ -95,6 +96,7 @@ class AnswerSink {
  public:
   AnswerSink() = default;
   template <class F>
+    requires(!std::is_same_v<std::remove_cvref_t<F>, AnswerSink>)
   AnswerSink(F &f) : object_(&f), call_([](void *o) { (*static_cast<F *>(o))(); }) {}
   explicit operator bool() const { return call_ != nullptr; }
   void operator()() const { call_(object_); }
@@ -357,6 +359,9 @@ class NetDevSetting : public _QZBaseObject {
 // Refuses an answer that lacks bytes of the `needed` it must carry: one
 // level-4 line naming the command and the missing count. Returns false.
 bool refuse_short_answer(const char *function, const wire::FrameView &frame, std::size_t needed);
+
+// Function name of the log lines of main 169 answer parsers.
+inline constexpr char kSettingHandlerName[] = "on_response_setting";
 
 // Response handlers of the families, run under the cache lock.
 bool on_response_account(NetDevSetting &session, const wire::FrameView &frame);

@@ -25,7 +25,6 @@ constexpr uint32_t kSubGetZoomControl = 165;
 constexpr uint32_t kSubSetGotoPreset = 174;
 constexpr uint32_t kSubGetGotoPreset = 175;
 
-constexpr char kParserName[] = "on_response_setting";
 
 // The frame's total length field must hold the payload plus the framing.
 constexpr std::size_t kMaxSettingPayload = std::numeric_limits<uint32_t>::max() - wire::kFrameOverhead - 1;
@@ -65,7 +64,7 @@ bool get_flag(NetDevSetting &s, uint32_t sub, uint8_t DeviceStateCache::*field, 
 bool parse_raw_flag_answer(NetDevSetting &s, const wire::FrameView &frame, uint8_t DeviceStateCache::*field) {
   wire::Reader r(frame.payload, frame.payload_size);
   uint8_t value = 0;
-  if (!r.u8(value)) return refuse_short_answer(kParserName, frame, 1);
+  if (!r.u8(value)) return refuse_short_answer(kSettingHandlerName, frame, 1);
   s.cache.*field = value;
   return true;
 }
@@ -117,7 +116,7 @@ bool NetDevSetting::read_answer_text(wire::Reader &r, const wire::FrameView &fra
   // Say how far the count, or the text it announces, runs past the payload.
   std::size_t needed = r.position() + 4;
   if (r.has(4)) needed += wire::load_be32(frame.payload + r.position());
-  return refuse_short_answer(kParserName, frame, needed);
+  return refuse_short_answer(kSettingHandlerName, frame, needed);
 }
 
 bool NetDevSetting::store_answer_text(const wire::FrameView &frame, ByteString &field) {

@@ -139,7 +139,7 @@ TEST_F(IpSettingsTest, ShortAnswersAreRefusedWhole) {
     EXPECT_STREQ(out[0].data(), "old1");
     EXPECT_EQ(cached_texts(), (std::array<std::string, 5>{"old1", "old2", "old3", "old4", "old5"}));
     const std::string message = "cmd [169,139]'s response is " + std::to_string(76 - length) + " bytes short";
-    EXPECT_TRUE(log.contains(nds::kLogError, "NetDevSetting::on_response_setting", message));
+    EXPECT_TRUE(log.contains(nds::kLogError, "on_response_setting", message));
   }
 }
 
