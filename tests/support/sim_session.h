@@ -1,0 +1,68 @@
+// GoogleTest fixture for end-to-end tests against the simulated device: a
+// simulator on 127.0.0.1 with an ephemeral port, one library session
+// connected to it over loopback TCP, and the library's log lines captured.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include "device_sim.h"
+#include "log_capture.h"
+#include "qz_net_dev_setting.h"
+
+namespace qz::test {
+
+// One library session, released when it goes out of scope.
+class SimClient {
+ public:
+  SimClient() { EXPECT_TRUE(qz_nds_init(&handle)); }
+  ~SimClient() {
+    if (handle != nullptr) qz_nds_uninit(&handle);
+  }
+  SimClient(const SimClient &) = delete;
+  SimClient &operator=(const SimClient &) = delete;
+
+  qz_nds_handle handle = nullptr;
+};
+
+// Polls `done` every 5 ms until it holds or `limit` passed; true when it held.
+template <class Done>
+bool eventually(Done done, std::chrono::milliseconds limit = std::chrono::milliseconds(5000)) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  while (!done()) {
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+// Milliseconds a call took.
+template <class Call>
+std::chrono::milliseconds time_of(Call call) {
+  const auto start = std::chrono::steady_clock::now();
+  call();
+  return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+}
+
+class SimTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string error;
+    ASSERT_TRUE(sim.start(&error)) << error;
+    ASSERT_TRUE(connect(client));
+  }
+
+  // "127.0.0.1:PORT" of the simulator.
+  std::string address() const { return "127.0.0.1:" + std::to_string(sim.port()); }
+  bool connect(const SimClient &c) const { return qz_nds_connect(c.handle, address().c_str()); }
+
+  // Declared first so that it outlives the sessions that talk to it.
+  sim::DeviceSim sim{sim::SimOptions{.port = 0}};
+  SimClient client;
+  LogCapture log;
+};
+
+}  // namespace qz::test
