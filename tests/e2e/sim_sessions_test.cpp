@@ -1,0 +1,64 @@
+// Many sessions of one process on one simulated device: each connects and
+// runs commands of its own at the same time as the others, then all are
+// released cleanly.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "sim_session.h"
+
+namespace qz::test {
+namespace {
+
+TEST(SimSessionsE2E, ThreeHundredSessionsEachConnectAndRunTheirCommands) {
+  constexpr int kSessions = 300;
+  constexpr int kThreads = 4;
+  sim::DeviceSim sim(sim::SimOptions{.port = 0});
+  ASSERT_TRUE(sim.start());
+  const std::string address = "127.0.0.1:" + std::to_string(sim.port());
+  const std::string serial = sim.state().device_sn;
+
+  std::vector<std::unique_ptr<SimClient>> clients;
+  for (int i = 0; i < kSessions; ++i) {
+    clients.push_back(std::make_unique<SimClient>());
+    ASSERT_TRUE(qz_nds_connect(clients.back()->handle, address.c_str())) << "session " << i;
+  }
+  EXPECT_TRUE(eventually([&] { return sim.stats().active == kSessions; }));
+
+  // Each session reads the record and sets a link count of its own, which
+  // only that session remembers.
+  std::atomic<int> failures{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = t; i < kSessions; i += kThreads) {
+        qz_nds_handle h = clients[i]->handle;
+        const auto count = static_cast<uint8_t>(i % 17);
+        char sn[32];
+        uint32_t len = 0;
+        uint8_t seen = 0xEE;
+        const bool ok = qz_nds_get_machine_config_info(h) && qz_nds_get_sn(h, sn, &len) &&
+                        std::string(sn, len) == serial && qz_nds_set_ps_link_count(h, count) &&
+                        qz_nds_get_ps_link_count(h, &seen) && seen == count;
+        if (!ok) ++failures;
+      }
+    });
+  }
+  for (std::thread &thread : threads) thread.join();
+  EXPECT_EQ(failures, 0);
+  EXPECT_EQ(sim.stats().requests, 2u * kSessions);
+  EXPECT_EQ(sim.stats().accepted, static_cast<uint64_t>(kSessions));
+
+  for (auto &client : clients) {
+    EXPECT_TRUE(qz_nds_uninit(&client->handle));
+    EXPECT_EQ(client->handle, nullptr);
+  }
+  EXPECT_TRUE(eventually([&] { return sim.stats().active == 0; }));
+}
+
+}  // namespace
+}  // namespace qz::test
