@@ -1,0 +1,87 @@
+#!/usr/bin/env python3
+"""Provision cameras: read each serial number, set one MQTT broker and the system time on all.
+
+    provision.py --broker 10.0.0.5:1883 [--user U --passwd P] ADDRESS [ADDRESS ...]
+
+Devices are handled in parallel, one session each. Exits 1 when any device failed.
+"""
+
+from __future__ import annotations
+
+import argparse
+import struct
+import sys
+from concurrent.futures import ThreadPoolExecutor
+from datetime import datetime, timezone
+from typing import Optional, Sequence
+
+import qznds
+
+
+def time_block(moment: datetime) -> bytes:
+    """The 20-byte system time block. The SDK sends it unchanged and its layout belongs to the
+    camera model: this one is year (16-bit), month, day, hour, minute, second, millisecond
+    (16-bit), big-endian, zero-padded. Adapt it to your cameras."""
+    fields = struct.pack(
+        ">HBBBBBH",
+        moment.year,
+        moment.month,
+        moment.day,
+        moment.hour,
+        moment.minute,
+        moment.second,
+        moment.microsecond // 1000,
+    )
+    return fields.ljust(qznds.SYSTEM_TIME_SIZE, b"\0")
+
+
+def provision(address: str, broker: qznds.MqttBroker, block: bytes) -> tuple[str, str]:
+    """Returns the device's serial number and the outcome."""
+    serial = "-"
+    try:
+        with qznds.Device(address) as dev:
+            serial = dev.read_config().serial_number
+            dev.mqtt_broker = broker
+            dev.set_system_time(block)
+            # MQTT writes report no failure: read the broker back to know.
+            taken = dev.mqtt_broker == broker
+        return serial, "ok" if taken else "broker not taken"
+    except qznds.DeviceError as exc:
+        return serial, f"failed: {exc.operation}"
+
+
+def parse_broker(text: str) -> tuple[str, int]:
+    host, sep, port = text.rpartition(":")
+    if not sep or not host or not port.isdigit():
+        raise argparse.ArgumentTypeError("expected HOST:PORT")
+    return host, int(port)
+
+
+def main(argv: Optional[Sequence[str]] = None) -> int:
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("addresses", nargs="+", metavar="ADDRESS", help="camera address, host[:port]")
+    parser.add_argument("--broker", required=True, type=parse_broker, help="MQTT broker as HOST:PORT")
+    parser.add_argument("--user", default="", help="MQTT login user")
+    parser.add_argument("--passwd", default="", help="MQTT login password")
+    args = parser.parse_args(argv)
+
+    host, port = args.broker
+    broker = qznds.MqttBroker(host, port, args.user, args.passwd, work=True)
+    moment = datetime.now(timezone.utc).replace(microsecond=0)
+    block = time_block(moment)
+
+    with ThreadPoolExecutor(max_workers=min(8, len(args.addresses))) as pool:
+        results = list(pool.map(lambda a: provision(a, broker, block), args.addresses))
+
+    rows = [("ADDRESS", "SERIAL", "BROKER", "TIME (UTC)", "RESULT")]
+    stamp = moment.strftime("%Y-%m-%d %H:%M:%S")
+    for address, (serial, outcome) in zip(args.addresses, results):
+        rows.append((address, serial, f"{host}:{port}", stamp, outcome))
+    widths = [max(len(row[i]) for row in rows) for i in range(len(rows[0]))]
+    for row in rows:
+        print("  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip())
+    return 0 if all(outcome == "ok" for _, outcome in results) else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
