@@ -1,0 +1,95 @@
+// qznds: reads and changes the settings of a networked infrared camera
+// through the qz_nds SDK, or of a simulated one (--simulate).
+#include <CLI/CLI.hpp>
+#include <cstring>
+#include <iostream>
+#include <string_view>
+
+#include "commands.h"
+#include "errors.h"
+#include "output.h"
+#include "qz_net_dev_setting.h"
+
+#ifndef QZNDS_PROJECT_VERSION
+#error "QZNDS_PROJECT_VERSION comes from the project version (tools/qznds/CMakeLists.txt)"
+#endif
+#ifdef QZ_NDS_VERSION_STRING
+static_assert(std::string_view(QZ_NDS_VERSION_STRING) == QZNDS_PROJECT_VERSION,
+              "the version in qz_net_dev_setting.h differs from the project version");
+#endif
+
+namespace {
+
+using qznds::CommandLine;
+
+void add_commands(CLI::App &app, CommandLine &line) {
+  app.add_subcommand("info", "Read the whole configuration and show it in sections");
+  auto *get = app.add_subcommand("get", "Read one setting");
+  get->add_option("name", line.setting, "Setting name (listed below)")->required();
+  auto *set = app.add_subcommand("set", "Change one setting");
+  set->add_option("name", line.setting, "Setting name (listed below)")->required();
+  set->add_option("values", line.values, "The new value(s), in the setting's form")->required();
+  app.add_subcommand("reboot", "Ask the device to restart (not waited for)");
+  auto *keep_alive = app.add_subcommand("keep-alive", "Send keep-alive messages");
+  keep_alive->add_option("--interval", line.interval, "Seconds between messages (0 to 3600)")
+      ->check(CLI::Range(0.0, 3600.0))
+      ->capture_default_str();
+  keep_alive->add_option("--count", line.count, "Number of messages (1 to 100000)")
+      ->check(CLI::Range(1, 100000))
+      ->capture_default_str();
+  app.add_subcommand("settings", "Describe every setting: value form and meaning (no device needed)");
+  get->footer(qznds::help_footer());
+  set->footer(qznds::help_footer());
+}
+
+bool wants_json(int argc, char **argv) {
+  for (int i = 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--json") == 0) return true;
+  }
+  return false;
+}
+
+int usage_error(const CLI::ParseError &error, bool json) {
+  const qznds::ToolError tool_error(qznds::ErrorKind::usage, error.what());
+  if (json) {
+    qznds::Output(true).failure("", tool_error);
+  } else {
+    std::cerr << "qznds: " << error.what() << "\nRun 'qznds --help' for the commands and settings.\n";
+  }
+  return qznds::exit_code(qznds::ErrorKind::usage);
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  CommandLine line;
+  CLI::App app{"qznds: read and change the settings of a networked infrared camera."};
+  app.fallthrough();
+  app.require_subcommand(1);
+  app.set_version_flag("--version", std::string(QZNDS_PROJECT_VERSION));
+  auto *device = app.add_option("--device", line.device, "Camera address HOST[:PORT] (port 63201 by default)")
+                     ->type_name("HOST[:PORT]");
+  auto *simulate = app.add_flag("--simulate", line.simulate,
+                                "Use a simulated camera started in this process on 127.0.0.1");
+  simulate->excludes(device);
+  app.add_option(
+         "--sim-state", line.sim_state,
+         "With --simulate: load the simulated camera's settings from FILE when it exists, save them there "
+         "on exit")
+      ->type_name("FILE")
+      ->needs(simulate);
+  app.add_flag("--json", line.json, "Machine-readable output: one JSON document on stdout, errors included");
+  app.add_flag("-v,--verbose", line.verbose, "Show the SDK's log lines on stderr");
+  add_commands(app, line);
+  app.footer(qznds::help_footer());
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError &error) {
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
+      return app.exit(error);  // help, version
+    return usage_error(error, wants_json(argc, argv));
+  }
+  line.command = app.get_subcommands().front()->get_name();
+  return qznds::run(line);
+}

@@ -1,0 +1,69 @@
+#include "sdk_log.h"
+
+#include <cstdio>
+#include <string>
+
+#include "qz_log_sink.h"
+
+namespace qznds {
+
+namespace {
+
+const char *level_name(int level) {
+  switch (level) {
+    case 0:
+      return "DEBUG";
+    case 1:
+      return "INFO";
+    case 2:
+      return "NOTICE";
+    case 3:
+      return "WARN";
+    case 4:
+      return "ERROR";
+    default:
+      return "LOG";
+  }
+}
+
+}  // namespace
+
+SdkLog::SdkLog(bool echo) : echo_(echo) {
+  qz_log_set_sink(&SdkLog::sink, this);
+}
+
+SdkLog::~SdkLog() {
+  qz_log_set_sink(nullptr, nullptr);
+}
+
+std::size_t SdkLog::mark() const {
+  std::lock_guard guard(mutex_);
+  return dropped_ + lines_.size();
+}
+
+std::vector<LogLine> SdkLog::lines_since(std::size_t mark) const {
+  std::lock_guard guard(mutex_);
+  const std::size_t first = mark > dropped_ ? mark - dropped_ : 0;
+  if (first >= lines_.size()) return {};
+  return {lines_.begin() + static_cast<std::ptrdiff_t>(first), lines_.end()};
+}
+
+void SdkLog::sink(void *user, int level, const char * /*module*/, const char * /*file*/, int /*line*/,
+                  const char *function, const char *message) {
+  static_cast<SdkLog *>(user)->add(level, function, message);
+}
+
+void SdkLog::add(int level, const char *function, const char *message) {
+  LogLine line{level, function != nullptr ? function : "", message != nullptr ? message : ""};
+  std::lock_guard guard(mutex_);
+  if (echo_)
+    std::fprintf(stderr, "qz_nds %s %s: %s\n", level_name(level), line.function.c_str(),
+                 line.message.c_str());
+  if (lines_.size() == kMaxLines) {
+    lines_.pop_front();
+    ++dropped_;
+  }
+  lines_.push_back(std::move(line));
+}
+
+}  // namespace qznds
