@@ -1,0 +1,140 @@
+// Every way a command fails: its exit code, its words, and (with --json) the
+// error object on stdout.
+#include "cli_runner.h"
+
+namespace qz::cli_test {
+namespace {
+
+using nlohmann::json;
+using qz::sim::Fault;
+using qz::sim::FaultKey;
+
+constexpr int kUsage = 2;
+constexpr int kBadValue = 3;
+constexpr int kUnreachable = 4;
+constexpr int kRefused = 5;
+constexpr int kTimeout = 6;
+constexpr int kBadAnswer = 7;
+
+// The error object of a failed --json run, after checking its exit code.
+json error_of(const RunResult &run, int exit_code, const std::string &kind) {
+  EXPECT_EQ(run.exit_code, exit_code) << run.out << run.err;
+  const json doc = run.json();
+  EXPECT_EQ(doc["ok"], false);
+  EXPECT_EQ(doc["error"]["kind"], kind);
+  EXPECT_EQ(doc["error"]["exit_code"], exit_code);
+  return doc["error"];
+}
+
+bool mentions(const json &error, const std::string &text) {
+  return error["message"].get<std::string>().find(text) != std::string::npos;
+}
+
+TEST(CliErrors, UnreachableDevice) {
+  // A port that was just free and is closed again.
+  qz::sim::DeviceSim gone({.address = "127.0.0.1", .port = 0});
+  ASSERT_TRUE(gone.start());
+  const std::string address = "127.0.0.1:" + std::to_string(gone.port());
+  gone.stop();
+
+  const json error =
+      error_of(run_qznds({"--json", "--device", address, "get", "framerate"}), kUnreachable, "unreachable");
+  EXPECT_TRUE(mentions(error, address)) << error;
+
+  const RunResult text = run_qznds({"--device", address, "info"});
+  EXPECT_EQ(text.exit_code, kUnreachable);
+  EXPECT_NE(text.err.find("unreachable"), std::string::npos) << text.err;
+  EXPECT_TRUE(text.out.empty()) << text.out;
+}
+
+TEST_F(CliTest, RefusedCommandNamesTheResponseCodeAndChangesNothing) {
+  sim.set_fault(FaultKey::command(169, 147), {.code = 3});
+  const json error = error_of(run_json({"set", "framerate", "30"}), kRefused, "refused");
+  EXPECT_EQ(error["response_code"], 3);
+  EXPECT_TRUE(mentions(error, "set framerate")) << error;
+  EXPECT_TRUE(mentions(error, "refused the command (response code 3)")) << error;
+  EXPECT_EQ(sim.state().framerate, qz::sim::DeviceState{}.framerate);
+}
+
+// The MQTT exports return true whatever the device said; the refusal shows
+// only in the SDK's log, which the tool reads (and --verbose shows).
+TEST_F(CliTest, RefusalOfAnExportThatReturnsTrueIsStillAnError) {
+  sim.set_fault(FaultKey::command(169, 158), {.code = 3});
+  const RunResult run = run_qznds({"--device", device_address(), "--verbose", "set", "mqtt-port", "8883"});
+  EXPECT_EQ(run.exit_code, kRefused);
+  EXPECT_NE(run.err.find("refused the command (response code 3)"), std::string::npos) << run.err;
+  EXPECT_NE(run.err.find("cmd [169,158]'s response code = 3 is not successed"), std::string::npos) << run.err;
+}
+
+TEST_F(CliTest, MalformedAnswerIsABadAnswer) {
+  sim.set_fault(FaultKey::command(169, 159), {.truncate = 1});
+  const json error = error_of(run_json({"get", "mqtt-port"}), kBadAnswer, "bad_answer");
+  EXPECT_TRUE(mentions(error, "not accepted")) << error;
+}
+
+// Waits out the SDK's 10 s; the only slow test.
+TEST_F(CliTest, UnansweredCommandTimesOut) {
+  sim.set_fault(FaultKey::command(169, 147), {.no_answer = true});
+  const RunResult run = run_json({"set", "framerate", "30"});
+  const json error = error_of(run, kTimeout, "timeout");
+  EXPECT_TRUE(mentions(error, "within 10 s")) << error;
+  EXPECT_GE(run.elapsed, std::chrono::milliseconds(9500));
+}
+
+struct BadValue {
+  std::vector<std::string> args;
+  std::string says;  // part of the message: the accepted range or form
+};
+
+void PrintTo(const BadValue &v, std::ostream *os) {
+  *os << v.args[0] << " ... (" << v.says << ")";
+}
+
+class CliBadValue : public CliTest, public ::testing::WithParamInterface<BadValue> {};
+
+// Refused before connecting: the device sees no connection at all.
+TEST_P(CliBadValue, SaysTheAcceptedFormAndSendsNothing) {
+  std::vector<std::string> args = {"set"};
+  args.insert(args.end(), GetParam().args.begin(), GetParam().args.end());
+  const json error = error_of(run_json(args), kBadValue, "bad_value");
+  EXPECT_TRUE(mentions(error, GetParam().says)) << error;
+  EXPECT_TRUE(mentions(error, GetParam().args[0])) << error;
+  EXPECT_EQ(sim.stats().accepted, 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Forms, CliBadValue,
+    ::testing::Values(BadValue{{"framerate", "256"}, "an integer in 0..255"},
+                      BadValue{{"framerate", "25fps"}, "an integer in 0..255"},
+                      BadValue{{"default-palette", "128"}, "-128..127"},
+                      BadValue{{"hdmi", "maybe"}, "on or off"}, BadValue{{"mqtt-port", "0"}, "1..65535"},
+                      BadValue{{"ip-info", "1", "10.0.0.5"}, "expected 0 | 1 TEXT1"},
+                      BadValue{{"ip-info", "1", "10.0.0.5", "255.255.255.0", "1234567890123456", "a", "b"},
+                               "at most 15"},
+                      BadValue{{"visual-sn", "on", "off"}, "needs its serial number"},
+                      BadValue{{"system-time", "2026-02-30T00:00:00"}, "YYYY-MM-DDTHH:MM:SS"},
+                      BadValue{{"osd-item-3", "on", "1", "70000", "0"}, "VALUE1"},
+                      BadValue{{"gb28181", "on", "a", "5060", "b", "c"}, "(6 values), got 5"},
+                      BadValue{{"account-info", "/nonexistent/account.bin"}, "cannot read"}));
+
+TEST(CliUsage, MistakesOnTheCommandLineAreUsageErrors) {
+  const RunResult no_device = run_qznds({"get", "framerate"});
+  EXPECT_EQ(no_device.exit_code, kUsage);
+  EXPECT_NE(no_device.err.find("--device HOST[:PORT] or --simulate"), std::string::npos) << no_device.err;
+
+  const json unknown = error_of(run_qznds({"--json", "--simulate", "get", "brightness"}), kUsage, "usage");
+  EXPECT_TRUE(mentions(unknown, "unknown setting \"brightness\"")) << unknown;
+
+  const json write_only =
+      error_of(run_qznds({"--json", "--simulate", "get", "system-time"}), kUsage, "usage");
+  EXPECT_TRUE(mentions(write_only, "cannot be read")) << write_only;
+
+  const json both =
+      error_of(run_qznds({"--json", "--simulate", "--device", "127.0.0.1", "info"}), kUsage, "usage");
+  EXPECT_TRUE(mentions(both, "--device")) << both;
+
+  EXPECT_EQ(run_qznds({"--simulate"}).exit_code, kUsage);
+}
+
+}  // namespace
+}  // namespace qz::cli_test
