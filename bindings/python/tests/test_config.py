@@ -42,9 +42,9 @@ def random_state(rng: random.Random) -> dict[str, Any]:
     }
 
 
-@pytest.mark.parametrize("seed", [1, 2])
-def test_read_config_brings_every_value_of_the_device(start_sim: SimFactory, seed: int) -> None:
-    s = random_state(random.Random(seed))
+@pytest.mark.parametrize("draw", [1, 2])
+def test_read_config_brings_every_value_of_the_device(start_sim: SimFactory, draw: int) -> None:
+    s = random_state(random.Random(draw))
     with qznds.Device(start_sim(state=s).address) as dev:
         config = dev.read_config()
 
