@@ -112,6 +112,9 @@ TEST_F(SimFaultE2E, AnswerUnderAnotherSubIsRefused) {
     bool ok = true;
     EXPECT_LT(time_of([&] { ok = c.call(client.handle); }), 2s);
     EXPECT_FALSE(ok);
+    if (c.key == kRecord) {
+      EXPECT_EQ(cached_serial(), kFactorySerial);  // the refused record left the cache
+    }
     EXPECT_TRUE(c.call(client.handle));  // the fault was for one answer only
   }
   EXPECT_TRUE(log.contains(4, "NetDevSetting::on_response_machine_status",
