@@ -14,6 +14,16 @@
 #include <stdbool.h>
 #include <stdint.h>
 
+#define QZ_NDS_VERSION_MAJOR 0
+#define QZ_NDS_VERSION_MINOR 1
+#define QZ_NDS_VERSION_PATCH 0
+#define QZ_NDS_VERSION_STRINGIFY_(x) #x
+#define QZ_NDS_VERSION_TEXT_(major, minor, patch) \
+  QZ_NDS_VERSION_STRINGIFY_(major) "." QZ_NDS_VERSION_STRINGIFY_(minor) "." QZ_NDS_VERSION_STRINGIFY_(patch)
+/* "MAJOR.MINOR.PATCH"; the build takes the project version from these macros. */
+#define QZ_NDS_VERSION_STRING \
+  QZ_NDS_VERSION_TEXT_(QZ_NDS_VERSION_MAJOR, QZ_NDS_VERSION_MINOR, QZ_NDS_VERSION_PATCH)
+
 #if defined(_WIN32)
 #if defined(QZ_NDS_BUILDING)
 #define QZ_NDS_API __declspec(dllexport)

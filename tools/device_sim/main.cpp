@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "device_sim.h"
+#include "qz_net_dev_setting.h"
 
 namespace {
 
@@ -55,6 +56,8 @@ int main(int argc, char **argv) {
 
   CLI::App app{"Simulated qz_nds camera device: answers every command of the device protocol over TCP."};
   app.footer(fault_grammar_help());
+  app.set_version_flag("--version", std::string("qznds-sim " QZ_NDS_VERSION_STRING),
+                       "Print the version and exit");
   std::string listen = "127.0.0.1:" + std::to_string(kDefaultPort);
   std::string state_file;
   std::string save_file;
