@@ -1,0 +1,481 @@
+// A broken or malicious camera on the customer's network, over real loopback
+// TCP: counts that claim 4 GiB, a frame that claims 1 GiB, a flood of
+// garbage, bytes trickled one at a time, silence, and a reset in the middle
+// of a frame. The session refuses what it cannot use without crashing,
+// growing in memory or waiting past its wait time, and works again after a
+// new connect.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "frames.h"
+#include "qz_net_dev_setting.h"
+#include "wire_frame.h"
+
+#if defined(QZ_HAVE_DEVICE_SIM)
+#include "device_sim.h"
+#endif
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define QZ_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define QZ_SANITIZED 1
+#endif
+#endif
+
+namespace qz::test {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kWait = 10000ms;   // the library's wait for an answer
+constexpr auto kLate = 1500ms;    // scheduling slack on a loaded machine
+constexpr auto kPrompt = 3000ms;  // a call the session can refuse without waiting
+#if defined(QZ_SANITIZED)
+// The sanitizers' own allocator and shadow memory move the figures; the
+// normal build holds the tight bound.
+constexpr std::size_t kGrowthLimit = 32u << 20;
+constexpr std::size_t kFloodBytes = 16u << 20;
+#else
+constexpr std::size_t kGrowthLimit = 6u << 20;
+constexpr std::size_t kFloodBytes = 50u << 20;
+#endif
+
+// Resident memory of this process.
+std::size_t resident_bytes() {
+  std::ifstream statm("/proc/self/statm");
+  std::size_t total_pages = 0, resident_pages = 0;
+  statm >> total_pages >> resident_pages;
+  return resident_pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+// Checks that resident memory stayed within kGrowthLimit of `baseline` and
+// reports the growth as a test property.
+void expect_bounded_memory(std::size_t baseline, const char *what) {
+  const std::size_t now = resident_bytes();
+  const long long growth_kib = (static_cast<long long>(now) - static_cast<long long>(baseline)) / 1024;
+  ::testing::Test::RecordProperty(std::string("rss_growth_kib_") + what, std::to_string(growth_kib));
+  std::printf("[ memory   ] %s: baseline %zu KiB, now %zu KiB, growth %lld KiB\n", what, baseline / 1024,
+              now / 1024, growth_kib);
+  EXPECT_LE(now, baseline + kGrowthLimit) << what;
+}
+
+template <class Call>
+std::chrono::milliseconds time_of(Call &&call) {
+  const auto start = Clock::now();
+  call();
+  return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
+}
+
+class Session {
+ public:
+  Session() { EXPECT_TRUE(qz_nds_init(&handle)); }
+  ~Session() { qz_nds_uninit(&handle); }
+  Session(const Session &) = delete;
+  Session &operator=(const Session &) = delete;
+  qz_nds_handle handle = nullptr;
+};
+
+// ---- A device of raw sockets -------------------------------------------------
+
+// One accepted connection as the handler sees it.
+class Peer {
+ public:
+  Peer(int fd, const std::atomic<bool> &stopping) : fd_(fd), stopping_(stopping) {}
+
+  bool send(const uint8_t *p, std::size_t n) {
+    while (n > 0 && !stopping_) {
+      const ssize_t sent = ::send(fd_, p, n, MSG_NOSIGNAL);
+      if (sent <= 0) return false;
+      p += sent;
+      n -= static_cast<std::size_t>(sent);
+    }
+    return n == 0;
+  }
+  bool send(const Bytes &bytes) { return send(bytes.data(), bytes.size()); }
+  // Streams n bytes of `pattern` repeated, never holding more than 64 KiB.
+  bool stream(std::size_t n, const Bytes &pattern) {
+    Bytes block;
+    while (block.size() < (64u << 10)) block.insert(block.end(), pattern.begin(), pattern.end());
+    for (std::size_t left = n; left > 0;) {
+      const std::size_t k = std::min(left, block.size());
+      if (!send(block.data(), k)) return false;
+      left -= k;
+    }
+    return true;
+  }
+  // Ends the connection with a reset instead of an orderly close.
+  void reset() {
+    linger hard{1, 0};
+    ::setsockopt(fd_, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+    hang_up();
+  }
+  void hang_up() { closed_ = true; }
+  bool closed() const { return closed_; }
+
+ private:
+  int fd_;
+  const std::atomic<bool> &stopping_;
+  bool closed_ = false;
+};
+
+// Listens on 127.0.0.1 (ephemeral port), serves one connection at a time and
+// hands every whole request frame to the handler, which writes whatever it
+// likes. Without a handler requests go unanswered.
+class RawDevice {
+ public:
+  using Handler = std::function<void(Peer &, const wire::FrameView &)>;
+
+  RawDevice() {
+    listen_fd_ = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof addr;
+    if (::bind(listen_fd_, reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0 ||
+        ::listen(listen_fd_, 8) != 0 ||
+        ::getsockname(listen_fd_, reinterpret_cast<sockaddr *>(&addr), &len) != 0) {
+      ADD_FAILURE() << "cannot listen on 127.0.0.1";
+    }
+    port_ = ntohs(addr.sin_port);
+    thread_ = std::thread([this] { serve(); });
+  }
+  ~RawDevice() {
+    stopping_ = true;
+    thread_.join();
+    ::close(listen_fd_);
+  }
+
+  std::string address() const { return "127.0.0.1:" + std::to_string(port_); }
+  void set_handler(Handler handler) {
+    std::lock_guard lock(mutex_);
+    handler_ = std::move(handler);
+  }
+
+ private:
+  // Waits up to 50 ms for `fd` to become readable.
+  static bool readable(int fd) {
+    pollfd p{fd, POLLIN, 0};
+    return ::poll(&p, 1, 50) > 0;
+  }
+
+  void serve() {
+    while (!stopping_) {
+      if (!readable(listen_fd_)) continue;
+      const int fd = ::accept(listen_fd_, nullptr, nullptr);
+      if (fd < 0) continue;
+      const int one = 1;
+      ::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
+      serve_connection(fd);
+      ::close(fd);
+    }
+  }
+
+  void serve_connection(int fd) {
+    Peer peer(fd, stopping_);
+    Bytes in;
+    uint8_t buffer[4096];
+    while (!stopping_ && !peer.closed()) {
+      if (!readable(fd)) continue;
+      const ssize_t n = ::recv(fd, buffer, sizeof buffer, 0);
+      if (n <= 0) return;
+      in.insert(in.end(), buffer, buffer + n);
+      while (in.size() >= wire::kMinPrefixSize && !peer.closed()) {
+        const std::size_t total = wire::load_be32(in.data() + wire::kOffTotalLength);
+        if (in.size() < total) break;
+        wire::FrameView request;
+        if (wire::check_frame(in.data(), total, wire::kPackageRequest, request) != wire::FrameError::none) {
+          ADD_FAILURE() << "the library sent a broken frame";
+          return;
+        }
+        Handler handler;
+        {
+          std::lock_guard lock(mutex_);
+          handler = handler_;
+        }
+        if (handler) handler(peer, request);
+        in.erase(in.begin(), in.begin() + static_cast<std::ptrdiff_t>(total));
+      }
+    }
+  }
+
+  int listen_fd_ = -1;
+  uint16_t port_ = 0;
+  std::atomic<bool> stopping_{false};
+  std::mutex mutex_;
+  Handler handler_;
+  std::thread thread_;
+};
+
+// The device's answer to the request with `payload`.
+void answer(Peer &peer, const wire::FrameView &request, const Bytes &payload) {
+  peer.send(response_to(request, payload));
+}
+
+Bytes port_answer(uint32_t port) {
+  Bytes out;
+  wire::Writer(out).u32(port);
+  return out;
+}
+
+// A session connected to `device` that has used every path once, so lazily
+// allocated state exists before the baseline is taken.
+void warm_up(qz_nds_handle handle, RawDevice &device) {
+  device.set_handler([](Peer &peer, const wire::FrameView &r) {
+    peer.send(Bytes(100, 0xEE));
+    answer(peer, r, port_answer(1883));
+  });
+  ASSERT_TRUE(qz_nds_connect(handle, device.address().c_str()));
+  uint32_t port = 0;
+  ASSERT_TRUE(qz_nds_get_mqtt_port(handle, &port));
+  ASSERT_EQ(port, 1883u);
+}
+
+// The session still works: the answer to a port query comes through.
+void expect_working(qz_nds_handle handle, RawDevice &device) {
+  device.set_handler([](Peer &peer, const wire::FrameView &r) { answer(peer, r, port_answer(8883)); });
+  uint32_t port = 0;
+  EXPECT_TRUE(qz_nds_get_mqtt_port(handle, &port));
+  EXPECT_EQ(port, 8883u);
+}
+
+TEST(HostileDevice, FrameClaimingOneGibibyteIsSkippedWithoutBuffering) {
+  RawDevice device;
+  Session s;
+  warm_up(s.handle, device);
+  const std::size_t baseline = resident_bytes();
+  // The header announces 1 GiB and 16 MiB follow; a cutter that waited for
+  // the whole frame would hold them all. Then the real answer.
+  device.set_handler([](Peer &peer, const wire::FrameView &r) {
+    Bytes header = response_to(r);
+    wire::store_be32(header.data() + wire::kOffTotalLength, 1u << 30);
+    header.resize(wire::kHeaderSize);
+    peer.send(header);
+    peer.stream(16u << 20, {0});
+    answer(peer, r, port_answer(5060));
+  });
+  uint32_t port = 0;
+  bool ok = false;
+  EXPECT_LT(time_of([&] { ok = qz_nds_get_mqtt_port(s.handle, &port); }), kWait);
+  EXPECT_TRUE(ok);
+  EXPECT_EQ(port, 5060u);
+  expect_bounded_memory(baseline, "frame_of_1gib");
+  expect_working(s.handle, device);
+}
+
+TEST(HostileDevice, FloodOfGarbageBeforeTheAnswerIsSkipped) {
+  RawDevice device;
+  Session s;
+  warm_up(s.handle, device);
+  const std::size_t baseline = resident_bytes();
+  // Garbage full of broken start flags, so the cutter keeps looking.
+  device.set_handler([](Peer &peer, const wire::FrameView &r) {
+    peer.stream(kFloodBytes, {'Q', 'Z', 'S', 'T', 'A', 'R', 0xFF, 'Q', 'Z', 0x00, 'x'});
+    answer(peer, r, port_answer(5061));
+  });
+  uint32_t port = 0;
+  bool ok = false;
+  const auto took = time_of([&] { ok = qz_nds_get_mqtt_port(s.handle, &port); });
+  std::printf("[ flood    ] %zu MiB of garbage crossed in %lld ms\n", kFloodBytes >> 20,
+              static_cast<long long>(took.count()));
+  EXPECT_LT(took, kWait);
+  EXPECT_TRUE(ok);
+  EXPECT_EQ(port, 5061u);
+  expect_bounded_memory(baseline, "garbage_flood");
+  expect_working(s.handle, device);
+}
+
+TEST(HostileDevice, SilentDeviceFailsTheCallAtItsWaitTimeAndTheSessionRecovers) {
+  RawDevice device;
+  Session s;
+  warm_up(s.handle, device);
+  const std::size_t baseline = resident_bytes();
+  device.set_handler(nullptr);
+  uint32_t port = 7;
+  const auto took = time_of([&] { EXPECT_TRUE(qz_nds_get_mqtt_port(s.handle, &port)); });
+  EXPECT_EQ(port, 0u);  // MQTT getters report a failed exchange as 0
+  EXPECT_GE(took, kWait - 100ms);
+  EXPECT_LT(took, kWait + kLate);
+  expect_bounded_memory(baseline, "silent_device");
+  ASSERT_TRUE(qz_nds_disconnect(s.handle));
+  ASSERT_TRUE(qz_nds_connect(s.handle, device.address().c_str()));
+  expect_working(s.handle, device);
+}
+
+// How the device ends the connection in the middle of an answer.
+struct HangUp {
+  const char *name;
+  bool reset;
+};
+
+class HostileHangUp : public ::testing::TestWithParam<HangUp> {};
+
+TEST_P(HostileHangUp, MidFrameFailsTheCallAtOnceAndReconnectWorks) {
+  RawDevice device;
+  Session s;
+  warm_up(s.handle, device);
+  const std::size_t baseline = resident_bytes();
+  const bool reset = GetParam().reset;
+  device.set_handler([reset](Peer &peer, const wire::FrameView &r) {
+    Bytes frame = response_to(r, port_answer(1));
+    frame.resize(frame.size() / 2);
+    peer.send(frame);
+    reset ? peer.reset() : peer.hang_up();
+  });
+  uint32_t port = 7;
+  EXPECT_LT(time_of([&] { qz_nds_get_mqtt_port(s.handle, &port); }), kPrompt);
+  EXPECT_EQ(port, 0u);
+  expect_bounded_memory(baseline, GetParam().name);
+  // The session noticed the hang-up: a new connect goes through.
+  ASSERT_TRUE(qz_nds_connect(s.handle, device.address().c_str()));
+  expect_working(s.handle, device);
+}
+
+INSTANTIATE_TEST_SUITE_P(HostileDevice, HostileHangUp,
+                         ::testing::Values(HangUp{"reset", true}, HangUp{"close", false}),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+#if defined(QZ_HAVE_DEVICE_SIM)
+
+// ---- The simulated device with faults ------------------------------------------
+
+class HostileSim : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string error;
+    ASSERT_TRUE(sim.start(&error)) << error;
+    ASSERT_TRUE(qz_nds_connect(session.handle, ("127.0.0.1:" + std::to_string(sim.port())).c_str()));
+    // The passive wireless requests carry the serial number as their key.
+    ASSERT_TRUE(qz_nds_get_machine_config_info(session.handle));
+  }
+
+  sim::DeviceSim sim{sim::SimOptions{.port = 0}};
+  Session session;
+};
+
+Bytes count_then(uint32_t count, std::size_t bytes) {
+  Bytes out;
+  wire::Writer(out).u32(count);
+  out.resize(out.size() + bytes, 'x');
+  return out;
+}
+
+// One query whose answer carries a count, and how to ask it.
+struct CountedAnswer {
+  const char *name;
+  uint8_t main;
+  uint8_t sub;
+  Bytes payload;
+  std::function<bool(qz_nds_handle)> query;  // true when the export succeeded
+};
+
+bool get_text(bool (*getter)(qz_nds_handle, char *, uint32_t *), qz_nds_handle h) {
+  std::vector<char> buffer(4096);
+  uint32_t len = 0;
+  return getter(h, buffer.data(), &len) && len != 0;
+}
+
+std::vector<CountedAnswer> counted_answers(uint32_t count) {
+  // Enabled, then the first text's count.
+  Bytes gb28181{1};
+  const Bytes text = count_then(count, 8);
+  gb28181.insert(gb28181.end(), text.begin(), text.end());
+  return {
+      {"account", 48, 129, count_then(count, 16),
+       [](qz_nds_handle h) {
+         uint8_t data[64];
+         uint32_t len = sizeof data;
+         return qz_nds_get_account_info(h, data, &len);
+       }},
+      {"domain", 49, 133, count_then(count, 16),
+       [](qz_nds_handle h) {
+         char domain[128];
+         uint32_t value = 0;
+         return qz_nds_get_passive_wireless_domain(h, domain, &value);
+       }},
+      {"visual_ip", 169, 149, count_then(count, 8),
+       [](qz_nds_handle h) { return get_text(qz_nds_get_visual_ip, h); }},
+      {"visual_user", 169, 151, count_then(count, 8),
+       [](qz_nds_handle h) { return get_text(qz_nds_get_visual_user, h); }},
+      {"visual_passwd", 169, 153, count_then(count, 8),
+       [](qz_nds_handle h) { return get_text(qz_nds_get_visual_passwd, h); }},
+      {"mqtt_ip", 169, 157, count_then(count, 8),
+       [](qz_nds_handle h) { return get_text(qz_nds_get_mqtt_ip, h); }},
+      {"mqtt_user", 169, 161, count_then(count, 8),
+       [](qz_nds_handle h) { return get_text(qz_nds_get_mqtt_user, h); }},
+      {"mqtt_passwd", 169, 163, count_then(count, 8),
+       [](qz_nds_handle h) { return get_text(qz_nds_get_mqtt_passwd, h); }},
+      {"gb28181", 169, 177, gb28181,
+       [](qz_nds_handle h) {
+         uint8_t enable = 0;
+         uint16_t port = 0;
+         char t1[64], t2[64], t3[64], t4[64];
+         return qz_nds_28181_get_para(h, &enable, t1, &port, t2, t3, t4);
+       }},
+  };
+}
+
+TEST_F(HostileSim, CountsOfFourGibibytesAreRefusedAtOnceAndNothingGrows) {
+  const std::size_t baseline = resident_bytes();
+  for (uint32_t count : {0xFFFFFFFFu, 0x80000000u, 17u}) {
+    for (const CountedAnswer &c : counted_answers(count)) {
+      SCOPED_TRACE(std::string(c.name) + " count " + std::to_string(count));
+      sim.set_fault(sim::FaultKey::command(c.main, c.sub), {.payload = c.payload, .times = 1});
+      bool ok = true;
+      EXPECT_LT(time_of([&] { ok = c.query(session.handle); }), kPrompt);
+      EXPECT_FALSE(ok);
+    }
+  }
+  expect_bounded_memory(baseline, "huge_counts");
+  // Nothing of it stuck: the real answers come through again.
+  for (const CountedAnswer &c : counted_answers(0)) EXPECT_TRUE(c.query(session.handle)) << c.name;
+}
+
+TEST_F(HostileSim, AnswerTrickledOneByteAtATimeIsReassembled) {
+  sim.set_fault(sim::FaultKey::command(174, 130), {.chunk_size = 1, .chunk_pause = 1ms, .times = 1});
+  bool ok = false;
+  EXPECT_LT(time_of([&] { ok = qz_nds_get_machine_config_info(session.handle); }), kWait);
+  EXPECT_TRUE(ok);
+  char sn[32] = {};
+  uint32_t len = 0;
+  ASSERT_TRUE(qz_nds_get_sn(session.handle, sn, &len));
+  EXPECT_EQ(std::string(sn, len), sim.state().device_sn);
+}
+
+TEST_F(HostileSim, GarbageAndACutAnswerThenTheSessionRecovers) {
+  const std::size_t baseline = resident_bytes();
+  sim.set_fault(sim::FaultKey::command(169, 159), {.garbage = 1u << 20, .times = 1});
+  uint32_t port = 0;
+  EXPECT_TRUE(qz_nds_get_mqtt_port(session.handle, &port));
+  EXPECT_EQ(port, sim.state().mqtt_port);
+  sim.set_fault(sim::FaultKey::command(169, 159), {.close_after = 20, .times = 1});
+  port = 7;
+  EXPECT_LT(time_of([&] { qz_nds_get_mqtt_port(session.handle, &port); }), kPrompt);
+  EXPECT_EQ(port, 0u);
+  ASSERT_TRUE(qz_nds_connect(session.handle, ("127.0.0.1:" + std::to_string(sim.port())).c_str()));
+  EXPECT_TRUE(qz_nds_get_mqtt_port(session.handle, &port));
+  EXPECT_EQ(port, sim.state().mqtt_port);
+  expect_bounded_memory(baseline, "sim_garbage_and_cut");
+}
+
+#endif  // QZ_HAVE_DEVICE_SIM
+
+}  // namespace
+}  // namespace qz::test

@@ -1,0 +1,148 @@
+// Sessions that come and go leave nothing behind: a thousand cycles of init,
+// connect, one command, disconnect and uninit against the simulated device
+// end with the descriptors and threads the process started with (the
+// transport's shared I/O thread may come and go with its clients) and, under
+// LeakSanitizer, with no leak.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include "qz_net_dev_setting.h"
+
+#if defined(QZ_HAVE_DEVICE_SIM)
+#include "device_sim.h"
+#endif
+
+#if defined(__SANITIZE_ADDRESS__)
+#define QZ_LEAK_CHECK 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QZ_LEAK_CHECK 1
+#endif
+#endif
+#if defined(QZ_LEAK_CHECK)
+#include <sanitizer/lsan_interface.h>
+#endif
+
+namespace qz::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+std::size_t entries_of(const char *folder) {
+  std::size_t n = 0;
+  for ([[maybe_unused]] const auto &entry : std::filesystem::directory_iterator(folder)) ++n;
+  return n;
+}
+std::size_t open_descriptors() {
+  return entries_of("/proc/self/fd");
+}
+std::size_t threads() {
+  return entries_of("/proc/self/task");
+}
+
+// Polls `done` every 5 ms for at most two seconds; true when it held.
+template <class Done>
+bool eventually(Done done) {
+  const auto deadline = std::chrono::steady_clock::now() + 2s;
+  while (!done()) {
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(5ms);
+  }
+  return true;
+}
+
+// A loopback port that refuses connections: bound, but not listening.
+class RefusingPort {
+ public:
+  RefusingPort() {
+    fd_ = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t len = sizeof addr;
+    EXPECT_EQ(::bind(fd_, reinterpret_cast<sockaddr *>(&addr), sizeof addr), 0);
+    EXPECT_EQ(::getsockname(fd_, reinterpret_cast<sockaddr *>(&addr), &len), 0);
+    address_ = "127.0.0.1:" + std::to_string(ntohs(addr.sin_port));
+  }
+  ~RefusingPort() { ::close(fd_); }
+  const std::string &address() const { return address_; }
+
+ private:
+  int fd_ = -1;
+  std::string address_;
+};
+
+#if defined(QZ_HAVE_DEVICE_SIM)
+
+constexpr int kCycles = 1000;
+
+// One whole life of a session; false at the first step that failed.
+bool session_cycle(const std::string &address) {
+  qz_nds_handle handle = nullptr;
+  bool ok = qz_nds_init(&handle);
+  ok = ok && qz_nds_connect(handle, address.c_str());
+  uint8_t enabled = 0;
+  ok = ok && qz_nds_is_enable_hardware_watchdog(handle, &enabled);
+  ok = ok && qz_nds_disconnect(handle);
+  return qz_nds_uninit(&handle) && ok && handle == nullptr;
+}
+
+TEST(Resources, ThousandSessionCyclesLeaveNoDescriptorThreadOrLeak) {
+  sim::DeviceSim sim{sim::SimOptions{.port = 0}};
+  std::string error;
+  ASSERT_TRUE(sim.start(&error)) << error;
+  const std::string address = "127.0.0.1:" + std::to_string(sim.port());
+  // One cycle first, so that lazily created process state (the log file,
+  // resolver caches) exists before counting; the simulator closes its side
+  // of a connection a moment after the library did.
+  ASSERT_TRUE(session_cycle(address));
+  ASSERT_TRUE(eventually([&] { return sim.stats().active == 0; }));
+  const std::size_t fds_before = open_descriptors();
+  const std::size_t threads_before = threads();
+
+  int failed = 0;
+  for (int i = 0; i < kCycles; ++i) failed += session_cycle(address) ? 0 : 1;
+  EXPECT_EQ(failed, 0);
+  EXPECT_EQ(sim.stats().accepted, static_cast<uint64_t>(kCycles) + 1);
+
+  ASSERT_TRUE(eventually([&] { return sim.stats().active == 0; }));
+  const std::size_t fds_after = open_descriptors();
+  const std::size_t threads_after = threads();
+  std::printf("[ resource ] %d cycles: descriptors %zu -> %zu, threads %zu -> %zu\n", kCycles, fds_before,
+              fds_after, threads_before, threads_after);
+  EXPECT_EQ(fds_after, fds_before);
+  // The transport's I/O thread lives while a client does; at most it remains.
+  EXPECT_LE(threads_after, threads_before + 1);
+#if defined(QZ_LEAK_CHECK)
+  EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0);
+#endif
+}
+
+#endif  // QZ_HAVE_DEVICE_SIM
+
+TEST(Resources, RefusedConnectsLeaveNothingEither) {
+  RefusingPort port;
+  const std::size_t fds_before = open_descriptors();
+  const std::size_t threads_before = threads();
+  for (int i = 0; i < 200; ++i) {
+    qz_nds_handle handle = nullptr;
+    ASSERT_TRUE(qz_nds_init(&handle));
+    EXPECT_FALSE(qz_nds_connect(handle, port.address().c_str()));
+    EXPECT_FALSE(qz_nds_reboot(handle));
+    ASSERT_TRUE(qz_nds_uninit(&handle));
+  }
+  EXPECT_EQ(open_descriptors(), fds_before);
+  EXPECT_LE(threads(), threads_before + 1);
+}
+
+}  // namespace
+}  // namespace qz::test

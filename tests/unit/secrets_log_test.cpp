@@ -1,0 +1,225 @@
+// No export writes a password, a user name, account info or another secret
+// into a log line: every export that carries one runs against a device that
+// accepts, refuses, cuts or echoes it, and the captured log must not show
+// the secret, a piece of it or its bytes in hex.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "session_fixture.h"
+
+namespace qz::test {
+namespace {
+
+using Call = std::function<void(qz_nds_handle, const std::string &secret)>;
+using Answer = std::function<Bytes(const std::string &secret)>;
+
+// An export that carries a secret: how to call it with one, and the answer
+// of a device that sends one back (none for a set).
+struct SecretExport {
+  const char *name;
+  Call call;
+  Answer answer;
+};
+
+void PrintTo(const SecretExport &e, std::ostream *out) {
+  *out << e.name;
+}
+
+Bytes lp(const std::string &text) {
+  Bytes out;
+  wire::Writer(out).lp_text(text);
+  return out;
+}
+
+template <bool (*Get)(qz_nds_handle, char *, uint32_t *)>
+void get_text(qz_nds_handle h, const std::string &) {
+  char buffer[256];
+  uint32_t len = 0;
+  Get(h, buffer, &len);
+}
+
+const SecretExport kExports[] = {
+    {"set_visual_user",
+     [](qz_nds_handle h, const std::string &s) { qz_nds_set_visual_user(h, s.c_str()); },
+     {}},
+    {"get_visual_user", get_text<qz_nds_get_visual_user>, lp},
+    {"set_visual_passwd",
+     [](qz_nds_handle h, const std::string &s) { qz_nds_set_visual_passwd(h, s.c_str()); },
+     {}},
+    {"get_visual_passwd", get_text<qz_nds_get_visual_passwd>, lp},
+    {"set_visual_sn",
+     [](qz_nds_handle h, const std::string &s) {
+       qz_nds_set_visual_sn(h, 1, 0, s.c_str(), static_cast<uint32_t>(s.size()));
+     },
+     {}},
+    {"set_mqtt_user", [](qz_nds_handle h, const std::string &s) { qz_nds_set_mqtt_user(h, s.c_str()); }, {}},
+    {"get_mqtt_user", get_text<qz_nds_get_mqtt_user>, lp},
+    {"set_mqtt_passwd",
+     [](qz_nds_handle h, const std::string &s) { qz_nds_set_mqtt_passwd(h, s.c_str()); },
+     {}},
+    {"get_mqtt_passwd", get_text<qz_nds_get_mqtt_passwd>, lp},
+    {"set_account_info",
+     [](qz_nds_handle h, const std::string &s) {
+       qz_nds_set_account_info(h, reinterpret_cast<const uint8_t *>(s.data()),
+                               static_cast<uint32_t>(s.size()));
+     },
+     {}},
+    {"get_account_info",
+     [](qz_nds_handle h, const std::string &) {
+       uint8_t data[256];
+       uint32_t len = sizeof data;
+       qz_nds_get_account_info(h, data, &len);
+     },
+     lp},
+    {"28181_set_para",
+     [](qz_nds_handle h, const std::string &s) {
+       qz_nds_28181_set_para(h, 1, s.c_str(), 5060, s.c_str(), s.c_str(), s.c_str());
+     },
+     {}},
+    {"28181_get_para",
+     [](qz_nds_handle h, const std::string &) {
+       uint8_t enable = 0;
+       uint16_t port = 0;
+       char t1[64], t2[64], t3[64], t4[64];
+       qz_nds_28181_get_para(h, &enable, t1, &port, t2, t3, t4);
+     },
+     [](const std::string &s) {
+       Bytes out;
+       wire::Writer(out).u8(1).lp_text(s).u16(5060).lp_text(s).lp_text(s).lp_text(s);
+       return out;
+     }},
+    {"set_passive_wireless_domain",
+     [](qz_nds_handle h, const std::string &s) { qz_nds_set_passive_wireless_domain(h, s.c_str(), 9); },
+     {}},
+    {"get_passive_wireless_domain",
+     [](qz_nds_handle h, const std::string &) {
+       char domain[128];
+       uint32_t value = 0;
+       qz_nds_get_passive_wireless_domain(h, domain, &value);
+     },
+     [](const std::string &s) {
+       Bytes out;
+       wire::Writer(out).lp_text(s).u32(9);
+       return out;
+     }},
+};
+
+// What the device does with the request.
+enum class Device {
+  accepts,        // answers with the secret, code 0
+  refuses,        // the same answer with code 1
+  cuts,           // the answer without its last byte
+  echoes,         // code 3, the request's own payload (with the secret) as payload
+  garbage_first,  // the secret as bare bytes, then a refusal
+};
+const char *name_of(Device d) {
+  switch (d) {
+    case Device::accepts:
+      return "accepts";
+    case Device::refuses:
+      return "refuses";
+    case Device::cuts:
+      return "cuts";
+    case Device::echoes:
+      return "echoes";
+    case Device::garbage_first:
+      return "garbage_first";
+  }
+  return "?";
+}
+
+void PrintTo(Device d, std::ostream *out) {
+  *out << name_of(d);
+}
+
+// A secret with printf directives too: it must never become a format.
+const std::string kSecret = "Pw-7%s%n-s3cr3t!";
+
+// Pieces of the secret that must not show: the secret itself, its first
+// half, and its first four bytes in hex either way round and spaced.
+std::vector<std::string> traces_of(const std::string &secret) {
+  std::vector<std::string> out = {secret, secret.substr(0, secret.size() / 2)};
+  for (const char *format : {"%02x", "%02X", "%02x ", "%02X "}) {
+    std::string hex;
+    for (std::size_t i = 0; i < 4; ++i) {
+      char piece[4];
+      std::snprintf(piece, sizeof piece, format, static_cast<unsigned char>(secret[i]));
+      hex += piece;
+    }
+    out.push_back(hex);
+  }
+  return out;
+}
+
+class SecretsLog : public SessionTest,
+                   public ::testing::WithParamInterface<std::tuple<SecretExport, Device>> {
+ protected:
+  void script(Device device, const Answer &answer) {
+    net.set_responder([device, answer](const wire::FrameView &r) {
+      Bytes payload = answer ? answer(kSecret) : Bytes{};
+      switch (device) {
+        case Device::accepts:
+          return std::vector<Bytes>{response_to(r, payload)};
+        case Device::refuses:
+          return std::vector<Bytes>{response_to(r, payload, 1)};
+        case Device::cuts:
+          if (!payload.empty()) payload.pop_back();
+          return std::vector<Bytes>{response_to(r, payload)};
+        case Device::echoes:
+          return std::vector<Bytes>{response_to(r, Bytes(r.payload, r.payload + r.payload_size), 3)};
+        case Device::garbage_first:
+          return std::vector<Bytes>{Bytes(kSecret.begin(), kSecret.end()), response_to(r, payload, 1)};
+      }
+      return std::vector<Bytes>{};
+    });
+  }
+};
+
+void expect_no_trace(const LogCapture &log) {
+  for (const std::string &trace : traces_of(kSecret)) {
+    EXPECT_FALSE(log.mentions(trace)) << "\"" << trace << "\" in the log";
+  }
+}
+
+TEST_P(SecretsLog, NoLogLineShowsTheSecret) {
+  const auto &[exported, device] = GetParam();
+  script(device, exported.answer);
+  exported.call(handle, kSecret);
+  // A failed exchange was logged, so the capture saw lines to look through.
+  const bool fails = device != Device::accepts && (device != Device::cuts || exported.answer);
+  if (fails) {
+    EXPECT_FALSE(log.lines().empty());
+  }
+  expect_no_trace(log);
+}
+
+INSTANTIATE_TEST_SUITE_P(Exports, SecretsLog,
+                         ::testing::Combine(::testing::ValuesIn(kExports),
+                                            ::testing::Values(Device::accepts, Device::refuses, Device::cuts,
+                                                              Device::echoes, Device::garbage_first)),
+                         [](const auto &info) {
+                           return std::string(std::get<0>(info.param).name) + "_" +
+                                  name_of(std::get<1>(info.param));
+                         });
+
+// Without a connection the refusal names no argument either.
+class SecretsLogNotConnected : public SessionTest, public ::testing::WithParamInterface<SecretExport> {};
+
+TEST_P(SecretsLogNotConnected, RefusalShowsNoSecret) {
+  ASSERT_TRUE(qz_nds_disconnect(handle));
+  log.clear();
+  GetParam().call(handle, kSecret);
+  EXPECT_TRUE(log.mentions("device is not connected"));
+  expect_no_trace(log);
+}
+
+INSTANTIATE_TEST_SUITE_P(Exports, SecretsLogNotConnected, ::testing::ValuesIn(kExports),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace qz::test
