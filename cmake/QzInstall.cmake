@@ -1,0 +1,131 @@
+# Installation and packaging: headers, the four shared libraries, the
+# executables, a CMake package (find_package(qz_nds CONFIG)), a pkg-config
+# file and, on Linux, a Debian package through CPack.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(QZ_NDS_LIBRARIES qz_net_dev_setting qz_net qz_log qz_common)
+set(QZ_NDS_EXECUTABLES)
+foreach(tool qznds-sim qznds)
+  if(TARGET ${tool})
+    list(APPEND QZ_NDS_EXECUTABLES ${tool})
+  endif()
+endforeach()
+set(QZ_NDS_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/qz_nds)
+# The platform headers have generic names; they get a folder of their own.
+set(QZ_NDS_PLATFORM_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/qz_nds)
+
+# ---- Targets ----------------------------------------------------------------
+
+# In the build tree the targets use the source folders; once installed they
+# use the include folder. Wrap what the subdirectories set, then add the
+# installed location.
+function(qz_nds_installed_includes target dir)
+  get_target_property(dirs ${target} INTERFACE_INCLUDE_DIRECTORIES)
+  if(NOT dirs)
+    set(dirs)
+  endif()
+  set(wrapped)
+  foreach(d IN LISTS dirs)
+    if(d MATCHES "^\\$<")
+      list(APPEND wrapped "${d}")
+    else()
+      list(APPEND wrapped "$<BUILD_INTERFACE:${d}>")
+    endif()
+  endforeach()
+  list(APPEND wrapped "$<INSTALL_INTERFACE:${dir}>")
+  set_property(TARGET ${target} PROPERTY INTERFACE_INCLUDE_DIRECTORIES "${wrapped}")
+endfunction()
+
+qz_nds_installed_includes(qz_net_dev_setting ${CMAKE_INSTALL_INCLUDEDIR})
+foreach(lib qz_net qz_log qz_common)
+  qz_nds_installed_includes(${lib} ${QZ_NDS_PLATFORM_INCLUDEDIR})
+endforeach()
+
+# Installed programs find the libraries relative to themselves, so the tree
+# can live under any prefix; the libraries find each other beside them.
+file(RELATIVE_PATH QZ_NDS_BIN_TO_LIB /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+  foreach(lib IN LISTS QZ_NDS_LIBRARIES)
+    set_target_properties(${lib} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+                                            INSTALL_RPATH "$ORIGIN")
+  endforeach()
+  foreach(tool IN LISTS QZ_NDS_EXECUTABLES)
+    set_target_properties(${tool} PROPERTIES INSTALL_RPATH "$ORIGIN/${QZ_NDS_BIN_TO_LIB}")
+  endforeach()
+endif()
+
+# Windows: the DLLs go to bin beside the programs, their import libraries to lib.
+install(TARGETS ${QZ_NDS_LIBRARIES}
+        EXPORT qz_ndsTargets
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+if(QZ_NDS_EXECUTABLES)
+  install(TARGETS ${QZ_NDS_EXECUTABLES} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
+install(FILES ${PROJECT_SOURCE_DIR}/include/qz_net_dev_setting.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/interfaces/ DESTINATION ${QZ_NDS_PLATFORM_INCLUDEDIR}
+        FILES_MATCHING PATTERN "*.h")
+
+# ---- CMake package ----------------------------------------------------------
+
+install(EXPORT qz_ndsTargets NAMESPACE qz_nds:: DESTINATION ${QZ_NDS_CMAKE_DIR})
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/qz_ndsConfig.cmake.in
+                              ${PROJECT_BINARY_DIR}/qz_ndsConfig.cmake
+                              INSTALL_DESTINATION ${QZ_NDS_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/qz_ndsConfigVersion.cmake
+                                 VERSION ${PROJECT_VERSION}
+                                 COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/qz_ndsConfig.cmake ${PROJECT_BINARY_DIR}/qz_ndsConfigVersion.cmake
+        DESTINATION ${QZ_NDS_CMAKE_DIR})
+
+# ---- pkg-config -------------------------------------------------------------
+
+# Filled in two steps: the version and folders now, the prefix at install
+# time, so that it is the prefix actually installed to (cmake --install
+# --prefix, or the package's /usr).
+foreach(kind LIBDIR INCLUDEDIR)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${kind}}")
+    set(QZ_NDS_PC_${kind} "${CMAKE_INSTALL_${kind}}")
+  else()
+    set(QZ_NDS_PC_${kind} "\${prefix}/${CMAKE_INSTALL_${kind}}")
+  endif()
+endforeach()
+set(QZ_NDS_PC_VERSION ${PROJECT_VERSION})
+set(QZ_NDS_PC_PREFIX "@QZ_NDS_PC_PREFIX@")
+configure_file(${CMAKE_CURRENT_LIST_DIR}/qz_nds.pc.in ${PROJECT_BINARY_DIR}/qz_nds.pc.in @ONLY)
+install(CODE "
+  set(QZ_NDS_PC_PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
+  configure_file(\"${PROJECT_BINARY_DIR}/qz_nds.pc.in\" \"${PROJECT_BINARY_DIR}/qz_nds.pc\" @ONLY)
+")
+install(FILES ${PROJECT_BINARY_DIR}/qz_nds.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# ---- Debian package ---------------------------------------------------------
+
+set(CPACK_PACKAGE_NAME qz-nds)
+set(CPACK_PACKAGE_VENDOR "qz_nds developers")
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "SDK to configure networked infrared cameras over TCP")
+set(CPACK_PACKAGE_DESCRIPTION
+    "The qz_net_dev_setting shared library with its platform libraries (qz_net, qz_log, qz_common), \
+the C header, CMake and pkg-config files, and the qznds-sim simulated camera device.")
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+  set(CPACK_GENERATOR DEB)
+  set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+  # Install with DESTDIR so that CMAKE_INSTALL_PREFIX is /usr while the
+  # pkg-config file is written.
+  set(CPACK_SET_DESTDIR ON)
+  set(CPACK_DEBIAN_PACKAGE_MAINTAINER "qz_nds developers")
+  set(CPACK_DEBIAN_PACKAGE_SECTION libs)
+  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+  find_program(QZ_NDS_DPKG_SHLIBDEPS dpkg-shlibdeps)
+  if(QZ_NDS_DPKG_SHLIBDEPS)
+    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+    # The package's own libraries depend on each other; they are found here.
+    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
+  endif()
+endif()
+include(CPack)
