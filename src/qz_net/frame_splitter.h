@@ -1,4 +1,4 @@
-// Cuts a TCP byte stream into deliveries of the device frame protocol (spec Part 1.3).
+// Cuts a TCP byte stream into deliveries of the device frame protocol.
 //
 // A frame starts with the 7 ASCII bytes "QZSTART", followed by its total length as an
 // unsigned 32-bit big-endian number at offset 7. The total counts the 23-byte header and
