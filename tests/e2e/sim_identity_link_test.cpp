@@ -82,9 +82,8 @@ TEST_F(SimIdentityE2E, IpSettingsRoundTrip) {
 
 TEST_F(SimIdentityE2E, AccountInfoIsStoredAndReadWithASizeQuery) {
   const std::vector<uint8_t> info = {'a', 'c', 'c', 0, 1, 2, 0xFF, 'z'};
-  // The device answers a write under the write's own sub command, which the
-  // library counts as no success; the device has stored the block all the same.
-  EXPECT_FALSE(qz_nds_set_account_info(client.handle, info.data(), static_cast<uint32_t>(info.size())));
+  // The device confirms the write with the read's answer (sub 129).
+  EXPECT_TRUE(qz_nds_set_account_info(client.handle, info.data(), static_cast<uint32_t>(info.size())));
   EXPECT_EQ(sim.state().account_info, info);
 
   uint32_t len = 0;
@@ -105,15 +104,15 @@ TEST_F(SimIdentityE2E, PassiveWirelessNeedsTheRecordsSerialKey) {
   ASSERT_TRUE(qz_nds_get_machine_config_info(client.handle));
 
   const uint32_t s1 = 5, s2 = 0x01020304, s3 = 0xFFFFFFFF;
-  // Writes are answered under their own sub command: see the account write.
-  EXPECT_FALSE(qz_nds_set_passive_wireless_power_status(client.handle, &s1, &s2, &s3));
+  // Writes are confirmed with the read's answer (subs 131 and 133).
+  EXPECT_TRUE(qz_nds_set_passive_wireless_power_status(client.handle, &s1, &s2, &s3));
   EXPECT_EQ(sim.state().passive_wireless_power_status2, s2);
   ASSERT_TRUE(qz_nds_get_passive_wireless_power_status(client.handle, &a, &b, &c));
   EXPECT_EQ(a, s1);
   EXPECT_EQ(b, s2);
   EXPECT_EQ(c, s3);
 
-  EXPECT_FALSE(qz_nds_set_passive_wireless_domain(client.handle, "pw.example.net", 9));
+  EXPECT_TRUE(qz_nds_set_passive_wireless_domain(client.handle, "pw.example.net", 9));
   EXPECT_EQ(sim.state().passive_wireless_domain, "pw.example.net");
   EXPECT_EQ(sim.state().passive_wireless_domain_value, 9u);
   char domain[128];

@@ -14,13 +14,13 @@ using wire::Reader;
 using wire::Writer;
 
 Reply ok(std::vector<uint8_t> payload = {}) {
-  return Reply{kCodeOk, std::move(payload), false};
+  return Reply{kCodeOk, std::move(payload), false, std::nullopt};
 }
 Reply bad_payload() {
-  return Reply{kCodeBadPayload, {}, false};
+  return Reply{kCodeBadPayload, {}, false, std::nullopt};
 }
 Reply unsupported() {
-  return Reply{kCodeUnsupported, {}, false};
+  return Reply{kCodeUnsupported, {}, false, std::nullopt};
 }
 
 // A one-byte setting of main 169 (or 168) set with its own sub command and
@@ -314,12 +314,29 @@ bool read_serial_key(const DeviceState &s, Reader &r) {
   return r.lp_text(key) && key == s.device_sn;
 }
 
+// The answer of a passive wireless read (sub 131: power status, 133: domain).
+Reply handle_passive_wireless_read(const DeviceState &s, uint8_t sub) {
+  std::vector<uint8_t> out;
+  Writer w(out);
+  if (sub == 131) {
+    w.u32(s.passive_wireless_power_status1).u32(s.passive_wireless_power_status2);
+    w.u32(s.passive_wireless_power_status3);
+  } else {
+    w.lp_text(s.passive_wireless_domain).u32(s.passive_wireless_domain_value);
+  }
+  return ok(std::move(out));
+}
+
+// A write is confirmed with the answer of the matching read, under its sub.
+Reply confirmed_by(Reply read_answer, uint8_t read_sub) {
+  read_answer.answer_sub = read_sub;
+  return read_answer;
+}
+
 Reply handle_passive_wireless(DeviceState &s, uint8_t sub, const uint8_t *p, std::size_t n) {
   if (sub < 130 || sub > 133) return unsupported();
   Reader r(p, n);
   if (!read_serial_key(s, r)) return bad_payload();
-  std::vector<uint8_t> out;
-  Writer w(out);
   switch (sub) {
     case 130: {
       uint32_t a = 0, b = 0, c = 0;
@@ -327,13 +344,11 @@ Reply handle_passive_wireless(DeviceState &s, uint8_t sub, const uint8_t *p, std
       s.passive_wireless_power_status1 = a;
       s.passive_wireless_power_status2 = b;
       s.passive_wireless_power_status3 = c;
-      return ok();
+      return confirmed_by(handle_passive_wireless_read(s, 131), 131);
     }
     case 131:
       if (r.remaining() != 0) return bad_payload();
-      w.u32(s.passive_wireless_power_status1).u32(s.passive_wireless_power_status2);
-      w.u32(s.passive_wireless_power_status3);
-      return ok(std::move(out));
+      return handle_passive_wireless_read(s, 131);
     case 132: {
       std::string domain;
       uint32_t value = 0;
@@ -342,28 +357,31 @@ Reply handle_passive_wireless(DeviceState &s, uint8_t sub, const uint8_t *p, std
       }
       s.passive_wireless_domain = std::move(domain);
       s.passive_wireless_domain_value = value;
-      return ok();
+      return confirmed_by(handle_passive_wireless_read(s, 133), 133);
     }
     default:  // 133
       if (r.remaining() != 0) return bad_payload();
-      w.lp_text(s.passive_wireless_domain).u32(s.passive_wireless_domain_value);
-      return ok(std::move(out));
+      return handle_passive_wireless_read(s, 133);
   }
+}
+
+Reply handle_account_read(const DeviceState &s) {
+  std::vector<uint8_t> out;
+  Writer(out)
+      .u32(static_cast<uint32_t>(s.account_info.size()))
+      .bytes(s.account_info.data(), s.account_info.size());
+  return ok(std::move(out));
 }
 
 Reply handle_account(DeviceState &s, uint8_t sub, const uint8_t *p, std::size_t n) {
   if (sub == 128) {
     if (n > kAccountInfoMax) return bad_payload();
     s.account_info.assign(p, p + n);
-    return ok();
+    return confirmed_by(handle_account_read(s), 129);
   }
   if (sub == 129) {
     if (n != 0) return bad_payload();
-    std::vector<uint8_t> out;
-    Writer(out)
-        .u32(static_cast<uint32_t>(s.account_info.size()))
-        .bytes(s.account_info.data(), s.account_info.size());
-    return ok(std::move(out));
+    return handle_account_read(s);
   }
   return unsupported();
 }

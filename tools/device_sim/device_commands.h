@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "device_state.h"
@@ -44,6 +45,9 @@ struct Reply {
   uint8_t code = kCodeOk;
   std::vector<uint8_t> payload;
   bool reboot = false;  // the device restarts once this answer is out
+  // Sub command of the answer when it is not the request's own: the device
+  // confirms account and passive wireless writes with the read's answer.
+  std::optional<uint8_t> answer_sub;
 };
 
 // Handles one request. Set commands validate and store; queries answer from

@@ -249,7 +249,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
                                     uint8_t sub, uint32_t seq, const uint8_t *payload,
                                     std::size_t payload_size) {
     std::vector<uint8_t> answer_payload = std::move(reply.payload);
-    uint8_t answer_sub = sub;
+    uint8_t answer_sub = reply.answer_sub.value_or(sub);
     if (fault) {
       if (fault->payload) answer_payload = *fault->payload;
       if (fault->sub) answer_sub = *fault->sub;
