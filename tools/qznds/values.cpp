@@ -81,7 +81,7 @@ bool parse_civil(const std::string &text, CivilTime &out) {
 }
 
 std::string format_civil(const CivilTime &t) {
-  char text[32];
+  char text[80];  // room for any int in every field
   std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d", t.year, t.month, t.day, t.hour, t.minute,
                 t.second);
   return text;
