@@ -17,6 +17,9 @@ namespace {
 
 constexpr std::size_t kIdentityBuffer = 32;
 constexpr std::size_t kSerialBuffer = 64;
+// A rebooting device drops the connection; the tool stays this long to see it
+// (and so that its own close does not cut the request short).
+constexpr std::chrono::milliseconds kRebootWait{3000};
 
 Json identity(Device &d) {
   uint16_t value1 = 0, value2 = 0;
@@ -99,8 +102,8 @@ Json execute(Device &d, const CommandLine &line, const Setting *setting, const P
     return Json{{"command", "set"}, {"setting", setting->name}, {"value", write->value}};
   }
   if (line.command == "reboot") {
-    d.call("reboot", qz_nds_reboot);
-    return Json{{"command", "reboot"}, {"device", d.address()}};
+    const bool closed = d.reboot(kRebootWait);
+    return Json{{"command", "reboot"}, {"device", d.address()}, {"connection_closed", closed}};
   }
   if (line.command == "keep-alive") return keep_alive(d, line, out);
   throw ToolError(ErrorKind::usage, "unknown command \"" + line.command + "\"");

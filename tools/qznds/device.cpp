@@ -42,4 +42,10 @@ void Device::read_record() {
   record_read_ = true;
 }
 
+bool Device::reboot(std::chrono::milliseconds limit) {
+  const std::size_t mark = log_.mark();
+  call("reboot", qz_nds_reboot);
+  return log_.wait_for(mark, "NetDevSetting::on_disconnected", limit);
+}
+
 }  // namespace qznds

@@ -1,6 +1,7 @@
 // One SDK session with one device: init, connect, checked calls, uninit.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -29,6 +30,10 @@ class Device {
   // getters answer from it and the passive wireless requests need its serial
   // number.
   void read_record();
+
+  // Sends the reboot request and waits, at most `limit`, for the device to
+  // close the connection as it restarts; true when it did.
+  bool reboot(std::chrono::milliseconds limit);
 
   const std::string &address() const { return address_; }
 

@@ -124,7 +124,10 @@ void print_text(const Json &doc) {
   } else if (command == "set") {
     std::cout << doc["setting"].get<std::string>() << " set to " << inline_text(doc["value"]) << '\n';
   } else if (command == "reboot") {
-    std::cout << "reboot requested on " << doc.value("device", "") << '\n';
+    std::cout << "reboot requested on " << doc.value("device", "")
+              << (doc.value("connection_closed", false) ? "; the device closed the connection"
+                                                        : "; the connection stayed open for 3 s")
+              << '\n';
   } else if (command == "keep-alive") {
     std::cout << doc["sent"].get<int>() << " keep-alive message(s) sent to " << doc.value("device", "")
               << '\n';

@@ -48,6 +48,16 @@ std::vector<LogLine> SdkLog::lines_since(std::size_t mark) const {
   return {lines_.begin() + static_cast<std::ptrdiff_t>(first), lines_.end()};
 }
 
+bool SdkLog::wait_for(std::size_t mark, std::string_view function, std::chrono::milliseconds limit) const {
+  std::unique_lock lock(mutex_);
+  return added_.wait_for(lock, limit, [&] {
+    for (std::size_t i = mark > dropped_ ? mark - dropped_ : 0; i < lines_.size(); ++i) {
+      if (lines_[i].function == function) return true;
+    }
+    return false;
+  });
+}
+
 void SdkLog::sink(void *user, int level, const char * /*module*/, const char * /*file*/, int /*line*/,
                   const char *function, const char *message) {
   static_cast<SdkLog *>(user)->add(level, function, message);
@@ -64,6 +74,7 @@ void SdkLog::add(int level, const char *function, const char *message) {
     ++dropped_;
   }
   lines_.push_back(std::move(line));
+  added_.notify_all();
 }
 
 }  // namespace qznds
