@@ -72,6 +72,20 @@ TEST_F(CliTest, MalformedAnswerIsABadAnswer) {
   EXPECT_TRUE(mentions(error, "not accepted")) << error;
 }
 
+// The SDK turns down an account write answered under the write's own sub
+// command; the tool then trusts the value read back, and only that.
+TEST_F(CliTest, WriteTheSdkTurnsDownStandsWhenTheReadBackMatches) {
+  sim.set_fault(FaultKey::command(48, 128), {.sub = 128});
+  const std::string file = write_temp_file("account_echo", "user=ops");
+  const RunResult confirmed = run_json({"set", "account-info", file});
+  EXPECT_EQ(confirmed.exit_code, 0) << confirmed.out << confirmed.err;
+  const auto stored = sim.state().account_info;
+  EXPECT_EQ(std::string(stored.begin(), stored.end()), "user=ops");
+
+  sim.set_fault(FaultKey::command(48, 129), {.payload = std::vector<uint8_t>{0, 0, 0, 1, 'x'}});
+  error_of(run_json({"set", "account-info", file}), kBadAnswer, "bad_answer");
+}
+
 // Waits out the SDK's 10 s; the only slow test.
 TEST_F(CliTest, UnansweredCommandTimesOut) {
   sim.set_fault(FaultKey::command(169, 147), {.no_answer = true});
