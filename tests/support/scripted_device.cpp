@@ -70,8 +70,9 @@ struct ScriptedDevice::Impl {
       if (!write.bytes.empty()) asio::write(socket, asio::buffer(write.bytes), ec);
       if (ec) return false;
       if (write.close_after) {
+        // Ends the connection; the descriptor is closed by stop(), after this
+        // thread has finished with it.
         socket.shutdown(tcp::socket::shutdown_both, ec);
-        socket.close(ec);
         return false;
       }
     }
@@ -88,12 +89,20 @@ struct ScriptedDevice::Impl {
       accept_thread.join();
     }
     acceptor.close(ec);
-    std::lock_guard lock(mutex);
-    for (auto &socket : sockets) {
-      socket->shutdown(tcp::socket::shutdown_both, ec);
-      socket->close(ec);
+    // No new connection comes now. Shutting a socket down wakes its worker's
+    // blocking read; a descriptor is closed only once its worker is gone, so
+    // no thread reads a descriptor that another closes. The workers are
+    // joined without the lock, which they take to record requests.
+    std::list<std::shared_ptr<tcp::socket>> open;
+    std::list<std::thread> running;
+    {
+      std::lock_guard lock(mutex);
+      open = sockets;
+      running.swap(workers);
     }
-    for (auto &worker : workers) worker.join();
+    for (auto &socket : open) socket->shutdown(tcp::socket::shutdown_both, ec);
+    for (auto &worker : running) worker.join();
+    for (auto &socket : open) socket->close(ec);
   }
 
   uint16_t port = 0;
