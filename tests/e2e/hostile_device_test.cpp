@@ -31,11 +31,11 @@
 #include "device_sim.h"
 #endif
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define QZ_SANITIZED 1
+#if defined(__SANITIZE_THREAD__)
+#define QZ_THREAD_SANITIZER 1
 #elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define QZ_SANITIZED 1
+#if __has_feature(thread_sanitizer)
+#define QZ_THREAD_SANITIZER 1
 #endif
 #endif
 
@@ -48,14 +48,12 @@ using Clock = std::chrono::steady_clock;
 constexpr auto kWait = 10000ms;   // the library's wait for an answer
 constexpr auto kLate = 1500ms;    // scheduling slack on a loaded machine
 constexpr auto kPrompt = 3000ms;  // a call the session can refuse without waiting
-#if defined(QZ_SANITIZED)
-// The sanitizers' own allocator and shadow memory move the figures; the
-// normal build holds the tight bound.
-constexpr std::size_t kGrowthLimit = 32u << 20;
-constexpr std::size_t kFloodBytes = 16u << 20;
+constexpr std::size_t kFloodBytes = 50u << 20;
+#if defined(QZ_THREAD_SANITIZER)
+// ThreadSanitizer's shadow memory grows with every byte the threads touch.
+constexpr std::size_t kGrowthLimit = 12u << 20;
 #else
 constexpr std::size_t kGrowthLimit = 6u << 20;
-constexpr std::size_t kFloodBytes = 50u << 20;
 #endif
 
 // Resident memory of this process.
