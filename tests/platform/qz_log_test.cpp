@@ -68,6 +68,14 @@ void set_env(const char *name, const char *value) {
 #endif
 }
 
+// The variable that names the temporary directory: TMPDIR on POSIX, TMP on
+// Windows (read by GetTempPath).
+#ifdef _WIN32
+constexpr char kTempVar[] = "TMP";
+#else
+constexpr char kTempVar[] = "TMPDIR";
+#endif
+
 class QzLog : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -83,13 +91,13 @@ class QzLog : public ::testing::Test {
                                          "_" + info->name());
     fs::remove_all(root_);
     fs::create_directories(root_);
-    const char *tmp = std::getenv("TMPDIR");
+    const char *tmp = std::getenv(kTempVar);
     saved_tmpdir_ = tmp ? std::optional<std::string>(tmp) : std::nullopt;
   }
   void TearDown() override {
     qz_log_set_sink(nullptr, nullptr);
     for (int i = 0; i < opened_; ++i) qz_log_uninit();
-    set_env("TMPDIR", saved_tmpdir_ ? saved_tmpdir_->c_str() : nullptr);
+    set_env(kTempVar, saved_tmpdir_ ? saved_tmpdir_->c_str() : nullptr);
     set_env("QZ_LOG_STDERR", nullptr);
     std::error_code ec;
     fs::remove_all(root_, ec);
@@ -177,7 +185,7 @@ TEST_F(QzLog, FallsBackToTheTemporaryDirectory) {
   std::ofstream(blocker) << "x";
   const fs::path tmp = root_ / "tmp";
   fs::create_directories(tmp);
-  set_env("TMPDIR", tmp.string().c_str());
+  set_env(kTempVar, tmp.string().c_str());
   ASSERT_TRUE(init(blocker / "app"));
   qz_log_print(4, "m", "f.cpp", 1, "fn", "to the fallback");
   const fs::path file = tmp / "log" / "qz.log";
@@ -188,7 +196,7 @@ TEST_F(QzLog, FallsBackToTheTemporaryDirectory) {
 TEST_F(QzLog, InitFailsWhenNoLocationIsWritable) {
   const fs::path blocker = root_ / "blocker";
   std::ofstream(blocker) << "x";
-  set_env("TMPDIR", (blocker / "tmp").string().c_str());
+  set_env(kTempVar, (blocker / "tmp").string().c_str());
   EXPECT_FALSE(init(blocker / "app"));
   // Nothing counted: a later good init opens the file, one uninit closes it.
   ASSERT_TRUE(init(root_));

@@ -58,8 +58,8 @@ inline Bytes concat(std::initializer_list<Bytes> parts) {
 
 // A length-prefixed text as the protocol carries it.
 inline Bytes lp(std::string_view text) {
-  Bytes out = {0, 0, static_cast<uint8_t>(text.size() >> 8), static_cast<uint8_t>(text.size())};
-  out.insert(out.end(), text.begin(), text.end());
+  Bytes out;
+  wire::Writer(out).lp_text(text);
   return out;
 }
 

@@ -13,12 +13,6 @@
 namespace qz::test {
 namespace {
 
-Bytes lp(const std::string &text) {
-  Bytes out{0, 0, 0, static_cast<uint8_t>(text.size())};
-  out.insert(out.end(), text.begin(), text.end());
-  return out;
-}
-
 using MqttTest = SessionTest;
 
 TEST_F(MqttTest, PortAndWorkBytes) {
@@ -60,7 +54,7 @@ TEST_F(MqttTest, FailedExchangesStillReturnTrueWithEmptyValues) {
     const char *ip_line;  // the refusal of the short ip answer
   };
   const Failure failures[] = {
-      {"refused", [&] { answer_all(lp("new"), 1); }, nullptr},
+      {"refused", [&] { answer_all(lp_text("new"), 1); }, nullptr},
       {"empty", [&] { answer_all({}); }, "cmd [169,157]'s response is 4 bytes short"},
       {"not connected", [&] { ASSERT_TRUE(qz_nds_disconnect(handle)); }, nullptr},
   };
@@ -93,7 +87,7 @@ TEST_F(MqttTest, FailedExchangesStillReturnTrueWithEmptyValues) {
 }
 
 TEST_F(MqttTest, LinkExportsRefuseNullArgumentsWithoutSending) {
-  answer_all(lp("x"));
+  answer_all(lp_text("x"));
   char b[64];
   uint32_t len = 0, port32 = 0;
   uint16_t port = 0;

@@ -13,12 +13,6 @@
 namespace qz::test {
 namespace {
 
-Bytes lp(const std::string &text) {
-  Bytes out{0, 0, static_cast<uint8_t>(text.size() >> 8), static_cast<uint8_t>(text.size())};
-  out.insert(out.end(), text.begin(), text.end());
-  return out;
-}
-
 struct TextItem {
   bool (*set)(qz_nds_handle, const char *);
   uint8_t set_sub;
@@ -40,9 +34,9 @@ TEST_F(VisualLinkTest, TextsTravelAsLengthPrefixedTextsNulsIncluded) {
     for (const std::string text : {"", "192.168.1.64"}) {
       ASSERT_TRUE(item.set(handle, text.c_str()));
       EXPECT_EQ(last_sent()[wire::kOffSub], item.set_sub);
-      EXPECT_EQ(last_payload(), lp(text));
+      EXPECT_EQ(last_payload(), lp_text(text));
     }
-    answer_all(lp(with_nul));
+    answer_all(lp_text(with_nul));
     char buffer[8];
     std::memset(buffer, '#', sizeof buffer);
     uint32_t len = 0;
@@ -62,7 +56,7 @@ TEST_F(VisualLinkTest, FailedOrShortAnswersLeaveEverythingAlone) {
     const char *line;
   };
   const Case cases[] = {
-      {lp("new"), 1, nullptr},
+      {lp_text("new"), 1, nullptr},
       {{0, 0}, 0, "cmd [169,149]'s response is 2 bytes short"},
       {{0, 0, 0, 10, 'a', 'b', 'c'}, 0, "cmd [169,149]'s response is 7 bytes short"},
       {{0xFF, 0xFF, 0xFF, 0xFF, 'a'}, 0, nullptr},
@@ -147,7 +141,7 @@ TEST_F(VisualLinkTest, FlagsTravelUnchanged) {
 TEST_F(VisualLinkTest, ConcurrentGettersEachReadTheirOwnAnswer) {
   net.set_async(true);
   net.set_responder([](const wire::FrameView &request) {
-    return std::vector<Bytes>{response_to(request, lp("seq-" + std::to_string(request.header.seq)))};
+    return std::vector<Bytes>{response_to(request, lp_text("seq-" + std::to_string(request.header.seq)))};
   });
   constexpr int kThreads = 4, kRounds = 25;
   std::vector<std::string> answers[kThreads];

@@ -1,6 +1,8 @@
 // qznds-sim: the simulated device as a program, for manual tests and for
 // tools that need a device to talk to.
+#ifndef _WIN32
 #include <sys/resource.h>
+#endif
 
 #include <CLI/CLI.hpp>
 #include <asio.hpp>
@@ -41,12 +43,15 @@ bool parse_listen(const std::string &text, std::string &address, uint16_t &port)
 }
 
 // Thousands of connections need more descriptors than the usual soft limit.
+// (Windows has no such per-process limit on sockets.)
 void raise_descriptor_limit() {
+#ifndef _WIN32
   rlimit limit{};
   if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
     limit.rlim_cur = limit.rlim_max;
     setrlimit(RLIMIT_NOFILE, &limit);
   }
+#endif
 }
 
 }  // namespace
