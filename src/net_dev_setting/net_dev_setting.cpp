@@ -1,11 +1,20 @@
 #include "net_dev_setting.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
 #include <thread>
+
+#if defined(__linux__)
+#include <linux/futex.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <ctime>
+#endif
 
 #include "qz_common.h"
 #include "qz_net.h"
@@ -51,14 +60,84 @@ void BusyLock::unlock() {
 
 bool ConditionEvent::wait(BusyLock &lock, uint32_t timeout_ms) {
   lock.unlock();
+#if defined(__linux__)
+  bool woke = wait_for_post(timeout_ms);
+#else
   bool woke = signal_.try_acquire_for(std::chrono::milliseconds(timeout_ms));
+#endif
   lock.lock();
   return woke;
 }
 
-void ConditionEvent::signal_one() { signal_.release(); }
+void ConditionEvent::signal_one() { wake(post()); }
 
-void ConditionEvent::signal_all() { signal_.release(); }
+void ConditionEvent::signal_all() { wake(post()); }
+
+#if defined(__linux__)
+
+namespace {
+
+static_assert(sizeof(std::atomic<uint32_t>) == sizeof(uint32_t) && std::atomic<uint32_t>::is_always_lock_free,
+              "a futex word is a plain 32-bit integer");
+
+// Sleeps while *word holds `expected`, for at most `timeout`; returns on a
+// wake-up, a changed word, a signal or the timeout alike.
+void futex_wait(std::atomic<uint32_t> *word, uint32_t expected, std::chrono::nanoseconds timeout) {
+  const auto ns = timeout.count();
+  timespec relative{static_cast<std::time_t>(ns / 1000000000), static_cast<long>(ns % 1000000000)};
+  ::syscall(SYS_futex, reinterpret_cast<uint32_t *>(word), FUTEX_WAIT_PRIVATE, expected, &relative, nullptr,
+            0);
+}
+
+void futex_wake_one(void *word) { ::syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0); }
+
+}  // namespace
+
+void *ConditionEvent::post() {
+  return state_.exchange(kPosted, std::memory_order_acq_rel) == kSleeping ? &state_ : nullptr;
+}
+
+void ConditionEvent::wake(void *sleeper) {
+  if (sleeper != nullptr) futex_wake_one(sleeper);
+}
+
+bool ConditionEvent::wait_for_post(uint32_t timeout_ms) {
+  uint32_t seen = kIdle;
+  // Posted before the wait began: nothing to sleep for.
+  if (!state_.compare_exchange_strong(seen, kSleeping, std::memory_order_acquire)) return true;
+  using Clock = std::chrono::steady_clock;
+  const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
+  for (auto now = Clock::now(); now < deadline; now = Clock::now()) {
+    futex_wait(&state_, kSleeping, deadline - now);
+    if (state_.load(std::memory_order_acquire) == kPosted) return true;
+  }
+  // Out of time; a post that comes in right now still counts.
+  seen = kSleeping;
+  return !state_.compare_exchange_strong(seen, kIdle, std::memory_order_acquire);
+}
+
+#else
+
+void *ConditionEvent::post() {
+  signal_.release();
+  return nullptr;
+}
+
+void ConditionEvent::wake(void *) {}
+
+#endif
+
+// ---- Pending table ----------------------------------------------------------
+
+bool PendingTable::insert(uint32_t seq, PendingEntry *entry) {
+  if (find(seq) != end()) return false;
+  slots_.emplace_back(seq, entry);
+  return true;
+}
+
+PendingTable::iterator PendingTable::find(uint32_t seq) {
+  return std::find_if(slots_.begin(), slots_.end(), [seq](const Slot &slot) { return slot.first == seq; });
+}
 
 // ---- Lifecycle --------------------------------------------------------------
 
@@ -228,17 +307,23 @@ bool NetDevSetting::on_data(uint32_t data_type, uint32_t length, const uint8_t *
 
   // Parse and hand the answer to its caller under the cache lock, so the
   // caller copies out its own answer and not a later one.
-  std::lock_guard cache_guard(cache_lock);
-  bool ok = on_response(frame);
-  table_lock.lock();
-  auto it = pending.lower_bound(frame.header.seq);
-  if (it != pending.end() && it->first == frame.header.seq) {
-    PendingEntry &entry = *it->second;
-    if (ok && entry.sink) entry.sink();
-    entry.status = ok ? frame.header.code : kStatusFailure;
-    entry.event.signal_one();
+  bool ok = false;
+  void *sleeper = nullptr;
+  {
+    std::lock_guard cache_guard(cache_lock);
+    ok = on_response(frame);
+    table_lock.lock();
+    auto it = pending.find(frame.header.seq);
+    if (it != pending.end()) {
+      PendingEntry &entry = *it->second;
+      if (ok && entry.sink) entry.sink();
+      entry.status = ok ? frame.header.code : kStatusFailure;
+      sleeper = entry.event.post();
+    }
+    table_lock.unlock();
   }
-  table_lock.unlock();
+  // The caller wakes to free locks: it takes the table lock first thing.
+  ConditionEvent::wake(sleeper);
   return ok;
 }
 
@@ -336,7 +421,7 @@ bool NetDevSetting::send_cmd(uint32_t main, uint32_t sub, uint32_t payload_len, 
   entry.sink = sink;
   if (wait_ms != 0) {
     table_lock.lock();
-    pending.emplace(seq, &entry);
+    pending.insert(seq, &entry);
     table_lock.unlock();
   }
   const auto frame_size = static_cast<uint32_t>(

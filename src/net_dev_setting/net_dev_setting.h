@@ -11,6 +11,8 @@
 #include <span>
 #include <string>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "qz_log.h"
 #include "wire_frame.h"
@@ -74,7 +76,9 @@ class BusyLock {
 };
 
 // Wake-up object of one waiting command. Each pending entry has its own, so a
-// response wakes exactly the caller that waits for it.
+// response wakes exactly the caller that waits for it. On Linux it is one
+// futex word: a waiter sleeps in the kernel only when nothing was posted yet,
+// and a signaller calls into the kernel only when a waiter sleeps.
 class ConditionEvent {
  public:
   // Releases `lock`, waits until signalled or until timeout_ms passed, takes
@@ -85,8 +89,26 @@ class ConditionEvent {
   // Wakes the waiter for good (session destruction).
   void signal_all();
 
+  // signal_one in two steps, so that the kernel call can be made after the
+  // signaller released the locks that the woken caller takes next: post()
+  // marks the event signalled (under those locks, while the event surely
+  // lives) and returns what wake() needs, or null when nobody sleeps.
+  void *post();
+  // Uses only the address that post() returned, never the event itself,
+  // which may be gone by then (its waiter may have seen the mark and left);
+  // a stray wake-up at that address is harmless, as for every futex user.
+  static void wake(void *sleeper);
+
  private:
+#if defined(__linux__)
+  bool wait_for_post(uint32_t timeout_ms);
+  static constexpr uint32_t kIdle = 0;
+  static constexpr uint32_t kPosted = 1;
+  static constexpr uint32_t kSleeping = 2;
+  std::atomic<uint32_t> state_{kIdle};
+#else
   std::binary_semaphore signal_{0};
+#endif
 };
 
 // Type-erased reference to a callable run under the cache lock right after
@@ -117,6 +139,31 @@ struct PendingEntry {
   uint32_t status = kStatusPending;
   AnswerSink sink;
   ConditionEvent event;
+};
+
+// The pending table: (seq, entry) pairs in registration order. Few callers
+// wait on one session at a time and the device answers in order, so the
+// oldest entries are looked at first and an answer finds its caller in a step
+// or two. The storage grows to the largest number of callers that ever waited
+// at once and is reused after that: registering a command allocates nothing.
+class PendingTable {
+ public:
+  using Slot = std::pair<uint32_t, PendingEntry *>;
+  using iterator = std::vector<Slot>::iterator;
+
+  // Registers `entry` under `seq`. An entry that already holds seq stays, and
+  // the result is false.
+  bool insert(uint32_t seq, PendingEntry *entry);
+  iterator find(uint32_t seq);
+  void erase(iterator it) { slots_.erase(it); }
+  iterator begin() { return slots_.begin(); }
+  iterator end() { return slots_.end(); }
+  bool empty() const { return slots_.empty(); }
+  std::size_t size() const { return slots_.size(); }
+  void clear() { slots_.clear(); }
+
+ private:
+  std::vector<Slot> slots_;
 };
 
 // The last known device parameters. Guarded by NetDevSetting::cache_lock:
@@ -344,7 +391,7 @@ class NetDevSetting : public _QZBaseObject {
   uint16_t machine_value2 = 0;
   BusyLock wait_lock;
   BusyLock table_lock;
-  std::map<uint32_t, PendingEntry *> pending;
+  PendingTable pending;
   std::mutex cache_lock;
   DeviceStateCache cache;
 
