@@ -5,7 +5,9 @@
 // joined when the last client is released (qz_net_tcp_client_uninit). All reads, the
 // connect completion and every callback run on that thread. Writes run on the caller's
 // thread (a blocking write under a per-client send mutex), so several threads may send
-// at once and a frame is never interleaved with another.
+// at once and a frame is never interleaved with another. A caller that sends while
+// another one writes queues its frame instead; the writing caller sends the queue right
+// after its own frame, in one write.
 //
 // Address forms accepted by qz_net_connect_server:
 //   "192.168.1.10", "device.example", "::1", "fe80::1%eth0"   -> the port argument is used
@@ -38,6 +40,9 @@
 //    handle is null; it is harmless on a client that is not connected.
 //  - qz_net_send_data_to_server returns false when not connected or when the write fails
 //    (including a peer that takes no bytes for 10 seconds while the send buffer is full).
+//    A frame queued behind another caller's write returns true at once; should that write
+//    fail, the queued frames are dropped with the connection (events 3 and 2). A sender
+//    waits only while 1 MiB is queued. The frames of one thread keep their order.
 #include <algorithm>
 #include <array>
 #include <asio.hpp>
@@ -68,8 +73,13 @@ using asio::ip::tcp;
 using qz::net::FrameSplitter;
 
 constexpr auto kConnectTimeout = std::chrono::seconds(3);
-constexpr std::size_t kReadBufferSize = 4096;
+constexpr std::size_t kReadBufferSize = 64 * 1024;  // the I/O thread's, shared by its clients
+#ifdef _WIN32
+constexpr std::size_t kClientReadBufferSize = 4096;
+#endif
 constexpr int kWriteStallTimeoutMs = 10000;  // a send gives up when the peer takes nothing for this long
+constexpr std::size_t kMaxQueuedBytes = std::size_t{1} << 20;  // frames queued behind a write
+constexpr std::size_t kKeepQueueCapacity = 16 * 1024;          // kept after a write, per client
 
 // ---------------------------------------------------------------------------------------
 // The shared I/O runtime.
@@ -84,6 +94,8 @@ class Runtime {
 
   asio::io_context &ctx() { return ctx_; }
   bool in_io_thread() { return ctx_.get_executor().running_in_this_thread(); }
+  // The I/O thread's read buffer; a client uses it only inside one handler.
+  std::array<std::uint8_t, kReadBufferSize> &read_buffer() { return read_buffer_; }
 
   // Called on a non-I/O thread: lets the thread finish its remaining handlers, joins it
   // and frees the runtime.
@@ -116,6 +128,7 @@ class Runtime {
 
   asio::io_context ctx_{1};
   asio::executor_work_guard<asio::io_context::executor_type> work_;
+  std::array<std::uint8_t, kReadBufferSize> read_buffer_;  // I/O thread only
   std::thread thread_;
   bool self_destruct_ = false;  // only touched on the I/O thread
 };
@@ -269,9 +282,11 @@ class Client : public std::enable_shared_from_this<Client> {
     return op->wait();
   }
 
+  // Callers that send while another caller writes do not wait for the socket: their frame
+  // joins a queue that the writing caller sends right after its own, in one write. Many
+  // callers on one connection thus cost few writes and no sleeping on a lock.
   bool send(const std::uint8_t *data, std::uint32_t length) {
     if (length > 0 && data == nullptr) return false;
-    std::lock_guard<std::mutex> send_lock(send_mutex_);
     std::uint64_t gen;
     {
       std::lock_guard<std::mutex> lock(m_);
@@ -279,10 +294,70 @@ class Client : public std::enable_shared_from_this<Client> {
       gen = gen_;
     }
     if (length == 0) return true;
+    if (queue_behind_writer(gen, data, length)) return true;
+    return write_as_writer(gen, data, length);
+  }
+
+  // Caller's thread. True when the frame was queued behind the write in progress on
+  // connection `gen`; false when there is none and the caller is the writer now. Waits
+  // while the queue is full, or while a write on an older connection ends.
+  bool queue_behind_writer(std::uint64_t gen, const std::uint8_t *data, std::uint32_t length) {
+    std::unique_lock<std::mutex> lock(queue_mutex_);
+    for (;;) {
+      if (!writing_) {
+        writing_ = true;
+        writer_gen_ = gen;
+        return false;
+      }
+      if (writer_gen_ == gen && queued_.size() + length <= kMaxQueuedBytes) {
+        queued_.insert(queued_.end(), data, data + length);
+        return true;
+      }
+      queue_cv_.wait(lock);
+    }
+  }
+
+  // Caller's thread, writer of the connection: writes its own frame, then every frame
+  // queued meanwhile, until the queue is empty. A failed write drops what is queued: the
+  // connection ends (events 3 and 2), which is how the senders of those frames learn it.
+  bool write_as_writer(std::uint64_t gen, const std::uint8_t *data, std::uint32_t length) {
+    bool own_ok = false;
+    {
+      std::lock_guard<std::mutex> send_lock(send_mutex_);
+      own_ok = write_frames(gen, data, length);
+      bool ok = own_ok;
+      for (;;) {
+        {
+          std::lock_guard<std::mutex> lock(queue_mutex_);
+          if (!ok) queued_.clear();
+          if (queued_.empty()) {
+            writing_ = false;
+            release_if_large(queued_);
+            break;
+          }
+          batch_.swap(queued_);
+        }
+        queue_cv_.notify_all();  // room in the queue again
+        ok = write_frames(gen, batch_.data(), batch_.size());
+        batch_.clear();
+        release_if_large(batch_);
+      }
+    }
+    queue_cv_.notify_all();  // no writer now
+    return own_ok;
+  }
+
+  // Caller's thread, send_mutex_ held: writes whole frames on connection `gen`, if it
+  // still stands.
+  bool write_frames(std::uint64_t gen, const std::uint8_t *data, std::size_t length) {
+    {
+      std::lock_guard<std::mutex> lock(m_);
+      if (!open_ || gen_ != gen) return false;
+    }
     asio::error_code ec;
     write_all(data, length, ec);
     if (!ec) return true;
-    // The stream may hold part of the frame now: end the connection (event 2 follows),
+    // The stream may hold part of a frame now: end the connection (event 2 follows),
     // after reporting the failure as event 3.
     asio::post(rt_->ctx(), [self = shared_from_this(), gen]() {
       self->deliver(gen, QZ_NET_EVENT_EXCEPTION, nullptr, 0);
@@ -290,6 +365,10 @@ class Client : public std::enable_shared_from_this<Client> {
     asio::error_code ignored;
     socket_.shutdown(tcp::socket::shutdown_both, ignored);
     return false;
+  }
+
+  static void release_if_large(std::vector<std::uint8_t> &bytes) {
+    if (bytes.capacity() > kKeepQueueCapacity) std::vector<std::uint8_t>().swap(bytes);
   }
 
   // Caller's thread, send_mutex_ held. The socket is in non-blocking mode (set once on the
@@ -454,26 +533,53 @@ class Client : public std::enable_shared_from_this<Client> {
     op->finish(true);
   }
 
-  // I/O thread.
+#ifdef _WIN32
+  // I/O thread. Completion-based reads into the client's own buffer.
   void start_read(std::uint64_t gen) {
     socket_.async_read_some(asio::buffer(buffer_),
                             [self = shared_from_this(), gen](const asio::error_code &ec, std::size_t n) {
-                              self->on_read(gen, ec, n);
+                              if (!self->is_current(gen)) return;  // closed locally meanwhile
+                              if (ec) return self->on_peer_closed(gen);
+                              if (self->consume(gen, self->buffer_.data(), n)) self->start_read(gen);
                             });
   }
+#else
+  // I/O thread. Waits until the socket is readable and then reads it dry
+  // into the I/O thread's buffer: no client holds a read buffer of its own,
+  // and no read is tried before data is there.
+  void start_read(std::uint64_t gen) {
+    socket_.async_wait(tcp::socket::wait_read, [self = shared_from_this(), gen](const asio::error_code &ec) {
+      self->on_readable(gen, ec);
+    });
+  }
 
-  // I/O thread.
-  void on_read(std::uint64_t gen, const asio::error_code &ec, std::size_t n) {
+  // I/O thread. A short read empties the socket; bytes that come later
+  // report readiness again (the reactor watches edges, and this thread waits
+  // again before it looks for them).
+  void on_readable(std::uint64_t gen, const asio::error_code &ec) {
     if (!is_current(gen)) return;  // closed locally meanwhile
-    if (ec) {
-      on_peer_closed(gen);
-      return;
+    if (ec) return on_peer_closed(gen);
+    auto &buffer = rt_->read_buffer();
+    for (;;) {
+      asio::error_code read_ec;
+      const std::size_t n = socket_.read_some(asio::buffer(buffer), read_ec);
+      if (read_ec == asio::error::would_block || read_ec == asio::error::try_again) break;
+      if (read_ec) return on_peer_closed(gen);
+      if (!consume(gen, buffer.data(), n)) return;
+      if (n < buffer.size()) break;
     }
-    const bool alive = splitter_.feed(
-        buffer_.data(), n, [this, gen](FrameSplitter::Kind, const std::uint8_t *p, std::size_t len) {
+    start_read(gen);
+  }
+#endif
+
+  // I/O thread. Delivers the frames in n received bytes; true while the
+  // connection stays open.
+  bool consume(std::uint64_t gen, const std::uint8_t *data, std::size_t n) {
+    const bool alive =
+        splitter_.feed(data, n, [this, gen](FrameSplitter::Kind, const std::uint8_t *p, std::size_t len) {
           return deliver(gen, QZ_NET_EVENT_DATA, p, static_cast<std::uint32_t>(len));
         });
-    if (alive && is_current(gen)) start_read(gen);
+    return alive && is_current(gen);
   }
 
   // I/O thread: end of stream, reset, or another read error.
@@ -522,6 +628,14 @@ class Client : public std::enable_shared_from_this<Client> {
   std::mutex op_mutex_;    // serialises connect / disconnect / uninit of application threads
   std::mutex send_mutex_;  // one write at a time; close waits for a running write
 
+  std::vector<std::uint8_t> batch_;  // queued frames being written, under send_mutex_
+
+  std::mutex queue_mutex_;  // guards the members below; never held across a write
+  std::condition_variable queue_cv_;
+  bool writing_ = false;              // a caller is the writer (queues or writes)
+  std::uint64_t writer_gen_ = 0;      // the connection the writer writes to
+  std::vector<std::uint8_t> queued_;  // frames waiting for the writer, in order
+
   std::mutex m_;  // guards the members below
   std::condition_variable cv_;
   bool open_ = false;         // a connection stands and its events may be delivered
@@ -532,8 +646,10 @@ class Client : public std::enable_shared_from_this<Client> {
   qz_net_callback callback_ = nullptr;
   void *user_ = nullptr;
 
-  FrameSplitter splitter_;                            // I/O thread
-  std::array<std::uint8_t, kReadBufferSize> buffer_;  // I/O thread
+  FrameSplitter splitter_;  // I/O thread
+#ifdef _WIN32
+  std::array<std::uint8_t, kClientReadBufferSize> buffer_;  // I/O thread
+#endif
 };
 
 constexpr std::uint32_t kHandleMagic = 0x515A4E54;  // "QZNT"
