@@ -63,7 +63,11 @@ bool ConditionEvent::wait(BusyLock &lock, uint32_t timeout_ms) {
 #if defined(__linux__)
   bool woke = wait_for_post(timeout_ms);
 #else
-  bool woke = signal_.try_acquire_for(std::chrono::milliseconds(timeout_ms));
+  bool woke;
+  {
+    std::unique_lock guard(mutex_);
+    woke = posted_cv_.wait_for(guard, std::chrono::milliseconds(timeout_ms), [this] { return posted_; });
+  }
 #endif
   lock.lock();
   return woke;
@@ -119,7 +123,11 @@ bool ConditionEvent::wait_for_post(uint32_t timeout_ms) {
 #else
 
 void *ConditionEvent::post() {
-  signal_.release();
+  // Notified under the mutex: the waiter cannot see the mark, leave and
+  // destroy the event before this call is done with it.
+  std::lock_guard guard(mutex_);
+  posted_ = true;
+  posted_cv_.notify_one();
   return nullptr;
 }
 
@@ -153,13 +161,19 @@ NetDevSetting::~NetDevSetting() {
   connected = false;
   wake_all_waiters();
   // Callers woken above still log and touch the object on their way out.
-  for (int n = active_calls_.load(); n != 0; n = active_calls_.load()) active_calls_.wait(n);
+  {
+    std::unique_lock guard(calls_mutex_);
+    calls_done_.wait(guard, [this] { return active_calls_ == 0; });
+  }
   qz_log_uninit();
   pending.clear();
 }
 
 void NetDevSetting::leave_call() {
-  if (active_calls_.fetch_sub(1, std::memory_order_release) == 1) active_calls_.notify_all();
+  // Notified under the mutex, so destruction cannot free the object while
+  // this call still uses it.
+  std::lock_guard guard(calls_mutex_);
+  if (--active_calls_ == 0) calls_done_.notify_all();
 }
 
 void NetDevSetting::wake_all_waiters() {

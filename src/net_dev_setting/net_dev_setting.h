@@ -4,10 +4,10 @@
 
 #include <array>
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <mutex>
-#include <semaphore>
 #include <span>
 #include <string>
 #include <type_traits>
@@ -107,7 +107,11 @@ class ConditionEvent {
   static constexpr uint32_t kSleeping = 2;
   std::atomic<uint32_t> state_{kIdle};
 #else
-  std::binary_semaphore signal_{0};
+  // Elsewhere a mutex and a condition variable: the C++ runtime's atomic
+  // waits are not reliable there (MinGW's libstdc++ 12 can miss a notify).
+  std::mutex mutex_;
+  std::condition_variable posted_cv_;
+  bool posted_ = false;
 #endif
 };
 
@@ -268,7 +272,10 @@ class NetDevSetting : public _QZBaseObject {
 
   // Export bracket: counts callers inside the object, so destruction can
   // wait until callers it woke have left.
-  void enter_call() { active_calls_.fetch_add(1, std::memory_order_acquire); }
+  void enter_call() {
+    std::lock_guard guard(calls_mutex_);
+    ++active_calls_;
+  }
   void leave_call();
 
   // ---- Device identity and status --------------------------------------
@@ -399,7 +406,10 @@ class NetDevSetting : public _QZBaseObject {
   void reset_on_disconnect();
   void wake_all_waiters();
 
-  std::atomic<int> active_calls_{0};
+  // Callers inside an export; destruction waits until none is left.
+  std::mutex calls_mutex_;
+  std::condition_variable calls_done_;
+  int active_calls_ = 0;
   bool log_open_ = false;
 };
 
