@@ -66,6 +66,10 @@ if(QZ_NDS_EXECUTABLES)
 endif()
 
 install(FILES ${PROJECT_SOURCE_DIR}/include/qz_net_dev_setting.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+if(WIN32)
+  # With the export list, MSVC users make an import library: lib /def:qz_net_dev_setting.def
+  install(FILES ${PROJECT_SOURCE_DIR}/src/net_dev_setting/qz_net_dev_setting.def DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/interfaces/ DESTINATION ${QZ_NDS_PLATFORM_INCLUDEDIR}
         FILES_MATCHING PATTERN "*.h")
 
@@ -127,5 +131,11 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     # The package's own libraries depend on each other; they are found here.
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
   endif()
+elseif(WIN32)
+  # The zip an integrator downloads: DLLs and programs in bin, import
+  # libraries and the .def in lib, the headers in include.
+  set(CPACK_GENERATOR ZIP)
+  set(CPACK_PACKAGE_FILE_NAME qz-nds-${PROJECT_VERSION}-win64)
+  set(CPACK_INCLUDE_TOPLEVEL_DIRECTORY ON)
 endif()
 include(CPack)

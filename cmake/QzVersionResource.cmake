@@ -1,0 +1,13 @@
+# Windows: gives a DLL a version resource with the project's version.
+#   qz_version_resource(<target> "<description>")
+function(qz_version_resource target description)
+  if(NOT WIN32)
+    return()
+  endif()
+  set(QZ_RC_TARGET ${target})
+  set(QZ_RC_FILE ${target}.dll)
+  set(QZ_RC_DESCRIPTION "${description}")
+  set(rc ${CMAKE_CURRENT_BINARY_DIR}/${target}_version.rc)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${rc} @ONLY)
+  target_sources(${target} PRIVATE ${rc})
+endfunction()
