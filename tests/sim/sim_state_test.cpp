@@ -98,7 +98,7 @@ TEST_F(SimStateFiles, SavedStateLoadsIntoAnotherSimulatorAndShowsOnTheWire) {
 }
 
 struct GrammarCase {
-  const char *spec;
+  const char *text;
   FaultKey key;
   std::function<bool(const Fault &)> check;
 };
@@ -130,24 +130,24 @@ TEST(SimFaultGrammar, ParsesEveryAction) {
        }},
   };
   for (const auto &t : cases) {
-    SCOPED_TRACE(t.spec);
+    SCOPED_TRACE(t.text);
     FaultKey key;
     Fault fault;
     std::string error;
-    ASSERT_TRUE(parse_fault_spec(t.spec, key, fault, error)) << error;
+    ASSERT_TRUE(parse_fault_spec(t.text, key, fault, error)) << error;
     EXPECT_EQ(key, t.key);
     EXPECT_TRUE(t.check(fault));
   }
 }
 
 TEST(SimFaultGrammar, RefusesMalformedSpecs) {
-  for (const char *spec : {"", "all", "all:", "169:code=3", "256:1:drop", "169:159:code=256", "all:delay=x",
+  for (const char *text : {"", "all", "all:", "169:code=3", "256:1:drop", "169:159:code=256", "all:delay=x",
                            "all:drop=1", "all:chunks=0", "all:raw=abc", "all:bogus", "169:*"}) {
-    SCOPED_TRACE(spec);
+    SCOPED_TRACE(text);
     FaultKey key;
     Fault fault;
     std::string error;
-    EXPECT_FALSE(parse_fault_spec(spec, key, fault, error));
+    EXPECT_FALSE(parse_fault_spec(text, key, fault, error));
     EXPECT_FALSE(error.empty());
   }
 }

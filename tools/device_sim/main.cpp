@@ -108,11 +108,11 @@ int main(int argc, char **argv) {
   }
 
   DeviceSim sim(options, state);
-  for (const auto &spec : fault_specs) {
+  for (const auto &text : fault_specs) {
     FaultKey key;
     Fault fault;
-    if (!parse_fault_spec(spec, key, fault, error)) {
-      std::cerr << "qznds-sim: --fault " << spec << ": " << error << '\n';
+    if (!parse_fault_spec(text, key, fault, error)) {
+      std::cerr << "qznds-sim: --fault " << text << ": " << error << '\n';
       return 2;
     }
     sim.set_fault(key, std::move(fault));
