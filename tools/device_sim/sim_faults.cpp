@@ -110,12 +110,12 @@ bool parse_action(std::string_view action, Fault &fault, bool &pause_given, std:
 
 }  // namespace
 
-bool parse_fault_spec(std::string_view spec, FaultKey &key, Fault &fault, std::string &error) {
-  std::string_view rest = spec;
+bool parse_fault_spec(std::string_view text, FaultKey &key, Fault &fault, std::string &error) {
+  std::string_view rest = text;
   FaultKey parsed_key;
   if (!parse_target(rest, parsed_key, error)) return false;
   if (rest.empty()) {
-    error = "no action after the target in \"" + std::string(spec) + "\"";
+    error = "no action after the target in \"" + std::string(text) + "\"";
     return false;
   }
   Fault parsed;

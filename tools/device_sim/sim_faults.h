@@ -79,7 +79,7 @@ enum class RefuseMode {
 
 // Parses one command line fault: TARGET ':' ACTION { ',' ACTION }.
 // Returns false with a message in `error` when the text does not parse.
-bool parse_fault_spec(std::string_view spec, FaultKey &key, Fault &fault, std::string &error);
+bool parse_fault_spec(std::string_view text, FaultKey &key, Fault &fault, std::string &error);
 
 // Parses "none", "close" or "stop".
 bool parse_refuse_mode(std::string_view text, RefuseMode &mode);
