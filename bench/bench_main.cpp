@@ -174,13 +174,18 @@ void callers_on_one_session(benchmark::State &state) {
     for (int round = 0; round < kCallerRounds; ++round) {
       for (int n : kCallerCounts) {
         for (const char *client : {"sdk", "b"}) {
-          const double cpu_before = g_bench.device->cpu_seconds();
+          const double device_before = g_bench.device->cpu_seconds();
+          const double own_before = process_cpu_seconds();
           const LoadResult r =
               client[0] == 's' ? run_load(n, 1, kSliceSeconds, sdk) : run_load(n, 1, kSliceSeconds, threaded);
           if (r.failures != 0) return fail(state, std::to_string(r.failures) + " calls failed");
+          const double device_cpu = g_bench.device->cpu_seconds() - device_before;
+          const double own_cpu = process_cpu_seconds() - own_before;
           const std::string key = callers_key(client, n);
           figures().add_value(key, r.calls_per_second);
-          figures().add_value(key + "/device_cpu", (g_bench.device->cpu_seconds() - cpu_before) / r.seconds);
+          figures().add_value(key + "/device_cpu", device_cpu / r.seconds);
+          figures().add_value(key + "/cpu_us_per_call",
+                              (device_cpu + own_cpu) * 1e6 / static_cast<double>(r.calls));
         }
       }
     }

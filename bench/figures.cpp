@@ -149,17 +149,20 @@ void print_round_trips(std::ostream &out) {
 void print_callers(std::ostream &out, const RunSetup &setup) {
   const Figures &f = figures();
   out << "\n3. One session, several caller threads (169/159)\n";
-  out << "   callers   SDK calls/s  x 1 caller   (b) calls/s  x 1 caller   SDK/(b)   device CPU (SDK)\n";
+  out << "   callers   SDK calls/s  x 1 caller   (b) calls/s  x 1 caller   SDK/(b)   device CPU"
+         "   CPU us/call: SDK   (b)\n";
   const auto sdk1 = f.value(callers_key("sdk", 1));
   const auto b1 = f.value(callers_key("b", 1));
   for (int n : setup.caller_counts) {
     const auto sdk = f.value(callers_key("sdk", n));
     const auto b = f.value(callers_key("b", n));
     const auto cpu = f.value(callers_key("sdk", n) + "/device_cpu");
-    out << format("   %7d %13s %11s %13s %11s %9s %12s%%\n", n, cell(sdk, 13, 0).c_str(),
+    out << format("   %7d %13s %11s %13s %11s %9s %11s%% %18s %5s\n", n, cell(sdk, 13, 0).c_str(),
                   cell(ratio(sdk, sdk1), 11, 2).c_str(), cell(b, 13, 0).c_str(),
                   cell(ratio(b, b1), 11, 2).c_str(), cell(ratio(sdk, b), 9, 2).c_str(),
-                  cell(cpu ? std::optional(*cpu * 100) : cpu, 12, 0).c_str());
+                  cell(cpu ? std::optional(*cpu * 100) : cpu, 11, 0).c_str(),
+                  cell(f.value(callers_key("sdk", n) + "/cpu_us_per_call"), 18, 1).c_str(),
+                  cell(f.value(callers_key("b", n) + "/cpu_us_per_call"), 5, 1).c_str());
   }
   if (const auto scale = ratio(f.value(callers_key("sdk", 8)), sdk1)) {
     out << format("   Target: 8 callers >= 3 x 1 caller: %.2f x, %s\n", *scale, verdict(*scale >= 3));

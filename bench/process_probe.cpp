@@ -5,6 +5,7 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include <ctime>
 #include <fstream>
 #include <string>
 
@@ -40,6 +41,12 @@ std::string cpu_model() {
 
 std::size_t thread_count() {
   return status_value("Threads");
+}
+
+double process_cpu_seconds() {
+  timespec t{};
+  ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+  return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) * 1e-9;
 }
 
 std::size_t resident_bytes() {

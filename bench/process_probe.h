@@ -8,6 +8,8 @@ namespace qz::bench {
 
 // Threads of this process now.
 std::size_t thread_count();
+// CPU time this process has used so far (all threads, user and system).
+double process_cpu_seconds();
 // Resident memory of this process now, in bytes.
 std::size_t resident_bytes();
 // Returns freed heap pages to the system, so a later resident_bytes()
