@@ -1,5 +1,5 @@
-// A plain blocking TCP client for the simulator tests, with time limits on
-// every read, and helpers to build requests and read answers.
+// A plain blocking TCP client for the simulator tests, with time limits on every read,
+// and helpers to build requests and read answers.
 #pragma once
 
 #include <arpa/inet.h>
@@ -10,6 +10,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <chrono>
 #include <cstdint>
 #include <cstring>
@@ -29,20 +30,11 @@ using namespace std::chrono_literals;
 // "00 01 ab" -> bytes; the test's own spelling of expected wire data.
 inline Bytes hex(std::string_view text) {
   Bytes out;
-  int high = -1;
-  for (char c : text) {
-    int d = -1;
-    if (c >= '0' && c <= '9') d = c - '0';
-    if (c >= 'a' && c <= 'f') d = c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') d = c - 'A' + 10;
-    if (d < 0) continue;
-    if (high < 0) {
-      high = d;
-    } else {
-      out.push_back(static_cast<uint8_t>(high << 4 | d));
-      high = -1;
-    }
-  }
+  std::string digits;
+  for (char c : text)
+    if (std::isxdigit(static_cast<unsigned char>(c))) digits += c;
+  for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
+    out.push_back(static_cast<uint8_t>(std::stoi(digits.substr(i, 2), nullptr, 16)));
   return out;
 }
 
@@ -68,10 +60,9 @@ inline Bytes request(uint8_t main, uint8_t sub, uint32_t seq, const Bytes &paylo
 }
 
 struct Answer {
-  bool valid = false;
+  bool valid = false;  // a whole response frame, trailer included
   uint8_t main = 0, sub = 0, code = 0;
   uint32_t seq = 0;
-  uint32_t payload_length_field = 0;
   Bytes payload;
 };
 
@@ -87,16 +78,16 @@ inline Answer parse_answer(const Bytes &frame) {
   a.sub = view.header.sub;
   a.code = view.header.code;
   a.seq = view.header.seq;
-  a.payload_length_field = view.header.payload_length;
   a.payload.assign(view.payload, view.payload + view.payload_size);
   return a;
 }
 
 class Client {
+  using Clock = std::chrono::steady_clock;
+
  public:
   // Connects to 127.0.0.1:port; connected() tells whether it worked.
-  explicit Client(uint16_t port) {
-    fd_ = ::socket(AF_INET, SOCK_STREAM, 0);
+  explicit Client(uint16_t port) : fd_(::socket(AF_INET, SOCK_STREAM, 0)) {
     sockaddr_in addr{};
     addr.sin_family = AF_INET;
     addr.sin_port = htons(port);
@@ -118,48 +109,34 @@ class Client {
   bool connected() const { return fd_ >= 0; }
 
   void send(const Bytes &bytes) {
-    std::size_t off = 0;
-    while (off < bytes.size()) {
+    for (std::size_t off = 0; off < bytes.size();) {
       const ssize_t n = ::send(fd_, bytes.data() + off, bytes.size() - off, MSG_NOSIGNAL);
       if (n <= 0) return;
       off += static_cast<std::size_t>(n);
     }
   }
 
-  // Up to n bytes; fewer when the peer closes or the time runs out.
-  Bytes read_exact(std::size_t n, std::chrono::milliseconds timeout = 2000ms) {
-    Bytes out;
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (out.size() < n) {
-      Bytes piece = read_some(deadline - std::chrono::steady_clock::now(), n - out.size());
-      if (piece.empty()) break;
-      out.insert(out.end(), piece.begin(), piece.end());
+  // Up to n bytes; fewer when the peer closes or 2 s pass.
+  Bytes read_exact(std::size_t n) {
+    Bytes out(n);
+    std::size_t got = 0;
+    for (const auto deadline = Clock::now() + 2s; got < n && !closed_ && readable_before(deadline);) {
+      const ssize_t r = ::recv(fd_, out.data() + got, n - got, 0);
+      closed_ = r <= 0;
+      got += r > 0 ? static_cast<std::size_t>(r) : 0;
     }
+    out.resize(got);
     return out;
   }
 
-  // What one recv returns within the time (empty on time-out or close).
-  Bytes read_some(std::chrono::steady_clock::duration timeout, std::size_t max = 65536) {
-    if (!wait_readable(timeout)) return {};
-    Bytes buf(max);
-    const ssize_t n = ::recv(fd_, buf.data(), buf.size(), 0);
-    if (n <= 0) {
-      closed_ = true;
-      return {};
-    }
-    buf.resize(static_cast<std::size_t>(n));
-    return buf;
-  }
-
   // One whole frame as its total length announces it.
-  Bytes read_frame(std::chrono::milliseconds timeout = 2000ms) {
-    Bytes head = read_exact(wire::kMinPrefixSize, timeout);
+  Bytes read_frame() {
+    Bytes head = read_exact(wire::kMinPrefixSize);
     if (head.size() < wire::kMinPrefixSize) return head;
     const uint32_t total = wire::load_be32(head.data() + wire::kOffTotalLength);
     if (total < wire::kMinPrefixSize || total > (1u << 20)) return head;
-    Bytes rest = read_exact(total - wire::kMinPrefixSize, timeout);
-    head.insert(head.end(), rest.begin(), rest.end());
-    return head;
+    const Bytes rest = read_exact(total - wire::kMinPrefixSize);
+    return concat({head, rest});
   }
 
   Answer exchange(uint8_t main, uint8_t sub, uint32_t seq, const Bytes &payload = {}) {
@@ -167,24 +144,23 @@ class Client {
     return parse_answer(read_frame());
   }
 
-  // True when the peer closes (or resets) the connection within the time.
-  bool wait_closed(std::chrono::milliseconds timeout = 2000ms) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (!closed_ && std::chrono::steady_clock::now() < deadline) {
-      read_some(deadline - std::chrono::steady_clock::now());
+  // True when the peer closes (or resets) the connection within 2 s.
+  bool wait_closed() {
+    for (const auto deadline = Clock::now() + 2s; !closed_ && readable_before(deadline);) {
+      uint8_t byte;
+      closed_ = ::recv(fd_, &byte, 1, 0) <= 0;
     }
     return closed_;
   }
 
   // True when nothing arrives for the whole time.
-  bool silent_for(std::chrono::milliseconds time) { return !wait_readable(time); }
+  bool silent_for(std::chrono::milliseconds time) { return !readable_before(Clock::now() + time); }
 
  private:
-  bool wait_readable(std::chrono::steady_clock::duration timeout) {
-    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(timeout).count();
-    if (ms <= 0) return false;
+  bool readable_before(Clock::time_point deadline) {
+    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
     pollfd p{fd_, POLLIN, 0};
-    return ::poll(&p, 1, static_cast<int>(ms)) > 0;
+    return ms > 0 && ::poll(&p, 1, static_cast<int>(ms)) > 0;
   }
 
   int fd_ = -1;
@@ -194,13 +170,8 @@ class Client {
 // A simulator on an ephemeral loopback port, started for each test.
 class SimTest : public ::testing::Test {
  protected:
-  static constexpr std::chrono::milliseconds kRebootTime{300};
-
   void SetUp() override {
-    SimOptions options;
-    options.port = 0;
-    options.reboot_time = kRebootTime;
-    sim_ = std::make_unique<DeviceSim>(options);
+    sim_ = std::make_unique<DeviceSim>(SimOptions{.port = 0});
     std::string error;
     ASSERT_TRUE(sim_->start(&error)) << error;
   }

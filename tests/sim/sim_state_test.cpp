@@ -1,6 +1,6 @@
-// State files and the command line fault grammar.
+// State as JSON and in files, and the command line fault grammar.
 #include <cstdio>
-#include <fstream>
+#include <tuple>
 
 #include "sim_client.h"
 
@@ -22,23 +22,14 @@ DeviceState unusual_state() {
   return s;
 }
 
-std::string temp_path(const char *name) {
-  return (std::string(::testing::TempDir()) + name + std::to_string(::getpid()) + ".json");
-}
-
-TEST(SimState, JsonRoundTripKeepsEveryByte) {
+TEST(SimState, JsonRoundTripKeepsEveryByteAndPartialJsonChangesOnlyItsKeys) {
   const DeviceState original = unusual_state();
-  const nlohmann::json j = state_to_json(original);
-  EXPECT_NO_THROW((void)j.dump());
   DeviceState back;
   std::string error;
-  ASSERT_TRUE(state_from_json(j, back, error)) << error;
+  ASSERT_TRUE(state_from_json(nlohmann::json::parse(state_to_json(original).dump()), back, error)) << error;
   EXPECT_TRUE(back == original);
-}
 
-TEST(SimState, PartialJsonChangesOnlyTheKeysGiven) {
   DeviceState s;
-  std::string error;
   ASSERT_TRUE(
       state_from_json(nlohmann::json::parse(R"({"framerate": 50, "mqtt_ip": {"hex": "3100"}})"), s, error))
       << error;
@@ -72,75 +63,51 @@ TEST(SimState, BadJsonIsRefusedWithTheKeyAndLeavesTheState) {
 
 class SimStateFiles : public SimTest {};
 
-TEST_F(SimStateFiles, SavedStateLoadsIntoAnotherSimulatorAndShowsOnTheWire) {
-  const std::string path = temp_path("qz_sim_state");
+// A state changed over the wire is saved, loaded by another simulator, and refused with
+// the path once the file is gone.
+TEST_F(SimStateFiles, SavedStateLoadsIntoAnotherSimulator) {
+  const std::string path = ::testing::TempDir() + "qz_sim_state" + std::to_string(::getpid()) + ".json";
   sim_->set_state(unusual_state());
-  auto c = connect();
-  ASSERT_EQ(c->exchange(169, 147, 1, {60}).code, 0);
+  ASSERT_EQ(connect()->exchange(169, 147, 1, {60}).code, 0);
   std::string error;
   ASSERT_TRUE(sim_->save_state(path, &error)) << error;
-
-  SimOptions options;
-  options.port = 0;
-  DeviceSim other(options);
+  DeviceSim other{SimOptions{.port = 0}};
   ASSERT_TRUE(other.load_state(path, &error)) << error;
-  ASSERT_TRUE(other.start(&error)) << error;
   EXPECT_TRUE(other.state() == sim_->state());
-  Client oc(other.port());
-  const Answer rec = oc.exchange(174, 130, 1);
-  ASSERT_GE(rec.payload.size(), 267u);
-  EXPECT_EQ(Bytes(rec.payload.begin() + 49, rec.payload.begin() + 81), Bytes(32, '7'));
-  EXPECT_EQ(rec.payload[187], 60);
+  EXPECT_EQ(other.state().framerate, 60);
   std::remove(path.c_str());
-
   EXPECT_FALSE(other.load_state(path, &error));
   EXPECT_NE(error.find(path), std::string::npos);
 }
 
-struct GrammarCase {
-  const char *text;
-  FaultKey key;
-  std::function<bool(const Fault &)> check;
-};
+// Every field a fault text can set (raw_hook has no spelling).
+auto fields(const Fault &f) {
+  return std::tie(f.code, f.payload, f.sub, f.truncate, f.raw, f.garbage, f.delay, f.no_answer, f.coalesce,
+                  f.close_after, f.chunk_size, f.chunk_pause, f.times);
+}
 
-TEST(SimFaultGrammar, ParsesEveryAction) {
-  using std::chrono::milliseconds;
-  const std::vector<GrammarCase> cases = {
-      {"169:159:code=3", FaultKey::command(169, 159), [](const Fault &f) { return f.code == 3; }},
-      {"all:delay=200", FaultKey::any(), [](const Fault &f) { return f.delay == milliseconds(200); }},
-      {"0xA9:*:drop", FaultKey::main_command(169), [](const Fault &f) { return f.no_answer; }},
-      {"174:130:sub=131,truncate=10", FaultKey::command(174, 130),
-       [](const Fault &f) { return f.sub == 131 && f.truncate == 10u; }},
-      {"all:payload=ff:ff:ff:ff", FaultKey::any(),
-       [](const Fault &f) {
-         return f.payload == Bytes{0xFF, 0xFF, 0xFF, 0xFF};
-       }},
-      {"all:raw=515a", FaultKey::any(),
-       [](const Fault &f) {
-         return f.raw == Bytes{0x51, 0x5A};
-       }},
-      {"all:garbage=5,coalesce", FaultKey::any(),
-       [](const Fault &f) { return f.garbage == 5u && f.coalesce; }},
-      {"all:close=12", FaultKey::any(), [](const Fault &f) { return f.close_after == 12u; }},
-      {"all:chunks=4", FaultKey::any(),
-       [](const Fault &f) { return f.chunk_size == 4u && f.chunk_pause == milliseconds(20); }},
-      {"all:pause=0,chunks=4,times=2", FaultKey::any(),
-       [](const Fault &f) {
-         return f.chunk_size == 4u && f.chunk_pause == milliseconds(0) && f.times == 2u;
-       }},
+TEST(SimFaultGrammar, ParsesEveryActionAndRefusesMalformedTexts) {
+  const std::vector<std::tuple<const char *, FaultKey, Fault>> cases = {
+      {"169:159:code=3", FaultKey::command(169, 159), {.code = 3}},
+      {"all:delay=200", FaultKey::any(), {.delay = 200ms}},
+      {"0xA9:*:drop", FaultKey::main_command(169), {.no_answer = true}},
+      {"174:130:sub=131,truncate=10", FaultKey::command(174, 130), {.sub = 131, .truncate = 10}},
+      {"all:payload=ff:ff:ff:ff", FaultKey::any(), {.payload = Bytes(4, 0xFF)}},
+      {"all:raw=515a", FaultKey::any(), {.raw = Bytes{0x51, 0x5A}}},
+      {"all:garbage=5,coalesce", FaultKey::any(), {.garbage = 5, .coalesce = true}},
+      {"all:close=12", FaultKey::any(), {.close_after = 12}},
+      {"all:chunks=4", FaultKey::any(), {.chunk_size = 4, .chunk_pause = 20ms}},
+      {"all:pause=0,chunks=4,times=2", FaultKey::any(), {.chunk_size = 4, .chunk_pause = 0ms, .times = 2}},
   };
-  for (const auto &t : cases) {
-    SCOPED_TRACE(t.text);
+  for (const auto &[text, expected_key, expected] : cases) {
+    SCOPED_TRACE(text);
     FaultKey key;
     Fault fault;
     std::string error;
-    ASSERT_TRUE(parse_fault_spec(t.text, key, fault, error)) << error;
-    EXPECT_EQ(key, t.key);
-    EXPECT_TRUE(t.check(fault));
+    ASSERT_TRUE(parse_fault_spec(text, key, fault, error)) << error;
+    EXPECT_EQ(key, expected_key);
+    EXPECT_TRUE(fields(fault) == fields(expected));
   }
-}
-
-TEST(SimFaultGrammar, RefusesMalformedSpecs) {
   for (const char *text : {"", "all", "all:", "169:code=3", "256:1:drop", "169:159:code=256", "all:delay=x",
                            "all:drop=1", "all:chunks=0", "all:raw=abc", "all:bogus", "169:*"}) {
     SCOPED_TRACE(text);

@@ -1,5 +1,7 @@
-// The simulated device on the stream: reassembly, garbage, reboot, many
-// connections and recording.
+// The simulated device on the stream: split, coalesced and garbled requests, reboot,
+// many connections, the exchange log, and the faults only the wire shows (raw answers,
+// which key wins, a delay that holds one connection only).
+#include <sstream>
 #include <thread>
 
 #include "sim_client.h"
@@ -9,43 +11,35 @@ namespace {
 
 class SimStream : public SimTest {};
 
-TEST_F(SimStream, RequestSplitIntoSingleBytesIsAnswered) {
+// One request a byte at a time, then three in one write: each answered, in order.
+TEST_F(SimStream, SplitAndCoalescedRequestsAreAnsweredInOrder) {
   auto c = connect();
-  const Bytes req = request(169, 147, 7, {30});
-  for (uint8_t b : req) {
+  for (uint8_t b : request(169, 147, 7, {30})) {
     c->send({b});
     std::this_thread::sleep_for(1ms);  // let each byte travel on its own
   }
   const Answer a = parse_answer(c->read_frame());
-  ASSERT_TRUE(a.valid);
-  EXPECT_EQ(a.seq, 7u);
-  EXPECT_EQ(a.code, 0);
+  EXPECT_TRUE(a.valid && a.seq == 7u && a.code == 0);
   EXPECT_EQ(sim_->state().framerate, 30);
-}
 
-TEST_F(SimStream, SeveralRequestsInOneWriteAreAnsweredInOrder) {
-  auto c = connect();
   c->send(concat({request(173, 128, 1), request(169, 159, 2), request(169, 155, 3)}));
   for (uint32_t seq : {1u, 2u, 3u}) {
-    const Answer a = parse_answer(c->read_frame());
-    ASSERT_TRUE(a.valid);
-    EXPECT_EQ(a.seq, seq);
+    const Answer b = parse_answer(c->read_frame());
+    EXPECT_TRUE(b.valid && b.seq == seq) << seq;
   }
 }
 
 TEST_F(SimStream, GarbageBeforeAFrameIsSkipped) {
   auto c = connect();
-  // Plain noise, a false start of the flag, a header whose total length is
-  // below the minimum and one announcing 1 GiB: all skipped.
+  // Plain noise, a false start of the flag, a header whose total length is below the
+  // minimum and one announcing 1 GiB: all skipped.
   Bytes too_short = request(173, 128, 9);
   too_short[wire::kOffTotalLength + 3] = 27;
   Bytes huge = request(173, 128, 9);
   huge[wire::kOffTotalLength] = 0x40;
   c->send(concat({text_bytes("hello QZSTAR"), too_short, huge, request(169, 155, 42)}));
   const Answer a = parse_answer(c->read_frame());
-  ASSERT_TRUE(a.valid);
-  EXPECT_EQ(a.seq, 42u);
-  EXPECT_EQ(a.sub, 155);
+  EXPECT_TRUE(a.valid && a.seq == 42u && a.sub == 155);
   EXPECT_TRUE(c->silent_for(50ms));
   EXPECT_GE(sim_->stats().garbage_bytes, 12u + too_short.size() + huge.size());
 }
@@ -79,53 +73,75 @@ TEST_F(SimStream, RebootAnswersThenDropsEveryConnectionAndRefusesForTheRebootTim
 }
 
 TEST_F(SimStream, HundredsOfConnectionsAreServedAtOnce) {
-  constexpr int kClients = 300;
+  constexpr uint32_t kClients = 300;
   std::vector<std::unique_ptr<Client>> clients;
-  for (int i = 0; i < kClients; ++i) {
+  for (uint32_t i = 0; i < kClients; ++i) {
     clients.push_back(connect());
     ASSERT_TRUE(clients.back()->connected()) << i;
   }
-  for (int i = 0; i < kClients; ++i) clients[i]->send(request(169, 159, static_cast<uint32_t>(1000 + i)));
-  for (int i = 0; i < kClients; ++i) {
+  for (uint32_t i = 0; i < kClients; ++i) clients[i]->send(request(169, 159, 1000 + i));
+  for (uint32_t i = 0; i < kClients; ++i) {
     const Answer a = parse_answer(clients[i]->read_frame());
-    ASSERT_TRUE(a.valid) << i;
-    EXPECT_EQ(a.seq, static_cast<uint32_t>(1000 + i));
+    EXPECT_TRUE(a.valid && a.seq == 1000 + i) << i;
   }
   const SimStats stats = sim_->stats();
-  EXPECT_EQ(stats.accepted, static_cast<uint64_t>(kClients));
-  EXPECT_EQ(stats.active, static_cast<uint64_t>(kClients));
-  EXPECT_EQ(stats.requests, static_cast<uint64_t>(kClients));
+  EXPECT_EQ(stats.accepted, kClients);
+  EXPECT_EQ(stats.active, kClients);
+  EXPECT_EQ(stats.requests, kClients);
 }
 
-TEST_F(SimStream, RecordingKeepsTheBytesOfBothDirections) {
-  auto c = connect();
-  c->exchange(173, 128, 1);  // before recording: not kept
-  sim_->set_recording(true, 3);
-  const Bytes req = request(169, 155, 2);
-  c->send(req);
-  const Bytes answer = c->read_frame();
-  c->exchange(173, 128, 3);  // the fourth frame is past the bound
-  const auto frames = sim_->recorded();
-  ASSERT_EQ(frames.size(), 3u);
-  EXPECT_EQ(frames[0].direction, Direction::request);
-  EXPECT_EQ(frames[0].bytes, req);
-  EXPECT_EQ(frames[1].direction, Direction::response);
-  EXPECT_EQ(frames[1].bytes, answer);
-  EXPECT_EQ(frames[0].connection, frames[2].connection);
-  sim_->clear_recorded();
-  EXPECT_TRUE(sim_->recorded().empty());
-}
-
-TEST_F(SimStream, LogShowsOneLinePerExchange) {
+TEST_F(SimStream, LogShowsOneLinePerExchangeUntilSwitchedOff) {
   std::ostringstream log;
   sim_->set_log(&log);
   auto c = connect();
   c->exchange(169, 128, 77, {1});
   sim_->set_log(nullptr);
   c->exchange(169, 128, 78, {1});
-  const std::string text = log.str();
-  EXPECT_NE(text.find("169/128 seq=77 in[1]=01 -> code=0"), std::string::npos) << text;
-  EXPECT_EQ(text.find("seq=78"), std::string::npos) << text;
+  EXPECT_NE(log.str().find("169/128 seq=77 in[1]=01 -> code=0"), std::string::npos) << log.str();
+  EXPECT_EQ(log.str().find("seq=78"), std::string::npos) << log.str();
+}
+
+TEST_F(SimStream, RawAndRawHookReplaceTheWholeAnswer) {
+  sim_->set_fault(FaultKey::command(169, 155), Fault{.raw = hex("01 02 03")});
+  // A hostile frame: the right seq, but a total length of 1 GiB.
+  sim_->set_fault(FaultKey::command(169, 159), Fault{.raw_hook = [](const RequestInfo &r) {
+                    Bytes f = wire::make_frame(1, r.main, r.sub, 0, r.seq, nullptr, 0);
+                    f[wire::kOffTotalLength] = 0x40;
+                    return f;
+                  }});
+  auto c = connect();
+  c->send(request(169, 155, 1));
+  EXPECT_EQ(c->read_exact(3), hex("01 02 03"));
+  EXPECT_TRUE(c->silent_for(50ms));
+  c->send(request(169, 159, 0x0A0B0C0D));
+  EXPECT_EQ(c->read_exact(28),
+            hex("51 5A 53 54 41 52 54 40 00 00 1C 01 A9 9F 00 0A 0B 0C 0D 00 00 00 00 51 5A 45 4E 44"));
+}
+
+TEST_F(SimStream, NarrowestKeyWinsAndTimesRunOut) {
+  sim_->set_fault(FaultKey::any(), Fault{.code = 7});
+  sim_->set_fault(FaultKey::main_command(169), Fault{.code = 8});
+  sim_->set_fault(FaultKey::command(169, 155), Fault{.code = 9, .times = 2});
+  auto c = connect();
+  EXPECT_EQ(c->exchange(173, 128, 1).code, 7);
+  EXPECT_EQ(c->exchange(169, 159, 2).code, 8);
+  EXPECT_EQ(c->exchange(169, 155, 3).code, 9);
+  EXPECT_EQ(c->exchange(169, 155, 4).code, 9);
+  EXPECT_EQ(c->exchange(169, 155, 5).code, 8);
+  sim_->clear_faults();
+  EXPECT_EQ(c->exchange(169, 155, 6).code, 0);
+}
+
+TEST_F(SimStream, DelayHoldsOnlyItsOwnConnection) {
+  sim_->set_fault(FaultKey::command(169, 159), Fault{.delay = 300ms});
+  auto slow = connect();
+  auto fast = connect();
+  const auto start = std::chrono::steady_clock::now();
+  slow->send(request(169, 159, 1));
+  EXPECT_EQ(fast->exchange(169, 155, 1).code, 0);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 250ms);
+  EXPECT_TRUE(parse_answer(slow->read_frame()).valid);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, 300ms);
 }
 
 }  // namespace
