@@ -5,6 +5,7 @@
 namespace qz::cli_test {
 namespace {
 
+using namespace std::chrono_literals;
 using nlohmann::json;
 using qz::sim::Fault;
 using qz::sim::FaultKey;
@@ -40,21 +41,48 @@ TEST(CliErrors, UnreachableDevice) {
   const json error =
       error_of(run_qznds({"--json", "--device", address, "get", "framerate"}), kUnreachable, "unreachable");
   EXPECT_TRUE(mentions(error, address)) << error;
-
   const RunResult text = run_qznds({"--device", address, "info"});
   EXPECT_EQ(text.exit_code, kUnreachable);
   EXPECT_NE(text.err.find("unreachable"), std::string::npos) << text.err;
   EXPECT_TRUE(text.out.empty()) << text.out;
 }
 
-TEST_F(CliTest, RefusedCommandNamesTheResponseCodeAndChangesNothing) {
-  sim.set_fault(FaultKey::command(169, 147), {.code = 3});
-  const json error = error_of(run_json({"set", "framerate", "30"}), kRefused, "refused");
-  EXPECT_EQ(error["response_code"], 3);
-  EXPECT_TRUE(mentions(error, "set framerate")) << error;
-  EXPECT_TRUE(mentions(error, "refused the command (response code 3)")) << error;
-  EXPECT_EQ(sim.state().framerate, qz::sim::DeviceState{}.framerate);
+struct DeviceFailure {
+  std::string kind;
+  int exit_code;
+  Fault fault;  // on every command
+  std::vector<std::string> args;
+  std::string says;  // part of the message, after the command it names
+  json response_code = nullptr;
+  std::chrono::milliseconds at_least{0};
+};
+
+void PrintTo(const DeviceFailure &f, std::ostream *os) {
+  *os << f.kind;
 }
+
+class CliDeviceFailure : public CliTest, public ::testing::WithParamInterface<DeviceFailure> {};
+
+TEST_P(CliDeviceFailure, ExitsWithItsCodeAndSaysWhy) {
+  const DeviceFailure &f = GetParam();
+  sim.set_fault(FaultKey::any(), f.fault);
+  const RunResult run = run_json(f.args);
+  const json error = error_of(run, f.exit_code, f.kind);
+  EXPECT_TRUE(mentions(error, f.args[0] + " " + f.args[1])) << error;
+  EXPECT_TRUE(mentions(error, f.says)) << error;
+  EXPECT_EQ(error.value("response_code", json()), f.response_code);
+  EXPECT_GE(run.elapsed, f.at_least);
+}
+
+// The timeout case waits out the SDK's 10 s; ctest runs it beside the others.
+INSTANTIATE_TEST_SUITE_P(
+    Cases, CliDeviceFailure,
+    ::testing::Values(
+        DeviceFailure{"refused", kRefused, {.code = 3}, {"set", "framerate", "30"}, "(response code 3)", 3},
+        DeviceFailure{"bad_answer", kBadAnswer, {.truncate = 1}, {"get", "mqtt-port"}, "not accepted"},
+        DeviceFailure{
+            "timeout", kTimeout, {.no_answer = true}, {"set", "framerate", "30"}, "within 10 s", {}, 9500ms}),
+    [](const auto &info) { return info.param.kind; });
 
 // The MQTT exports return true whatever the device said; the refusal shows
 // only in the SDK's log, which the tool reads (and --verbose shows).
@@ -64,12 +92,6 @@ TEST_F(CliTest, RefusalOfAnExportThatReturnsTrueIsStillAnError) {
   EXPECT_EQ(run.exit_code, kRefused);
   EXPECT_NE(run.err.find("refused the command (response code 3)"), std::string::npos) << run.err;
   EXPECT_NE(run.err.find("cmd [169,158]'s response code = 3 is not successed"), std::string::npos) << run.err;
-}
-
-TEST_F(CliTest, MalformedAnswerIsABadAnswer) {
-  sim.set_fault(FaultKey::command(169, 159), {.truncate = 1});
-  const json error = error_of(run_json({"get", "mqtt-port"}), kBadAnswer, "bad_answer");
-  EXPECT_TRUE(mentions(error, "not accepted")) << error;
 }
 
 // The SDK turns down an account write answered under the write's own sub
@@ -84,15 +106,6 @@ TEST_F(CliTest, WriteTheSdkTurnsDownStandsWhenTheReadBackMatches) {
 
   sim.set_fault(FaultKey::command(48, 129), {.payload = std::vector<uint8_t>{0, 0, 0, 1, 'x'}});
   error_of(run_json({"set", "account-info", file}), kBadAnswer, "bad_answer");
-}
-
-// Waits out the SDK's 10 s; the only slow test.
-TEST_F(CliTest, UnansweredCommandTimesOut) {
-  sim.set_fault(FaultKey::command(169, 147), {.no_answer = true});
-  const RunResult run = run_json({"set", "framerate", "30"});
-  const json error = error_of(run, kTimeout, "timeout");
-  EXPECT_TRUE(mentions(error, "within 10 s")) << error;
-  EXPECT_GE(run.elapsed, std::chrono::milliseconds(9500));
 }
 
 struct BadValue {
@@ -135,19 +148,18 @@ TEST(CliUsage, MistakesOnTheCommandLineAreUsageErrors) {
   const RunResult no_device = run_qznds({"get", "framerate"});
   EXPECT_EQ(no_device.exit_code, kUsage);
   EXPECT_NE(no_device.err.find("--device HOST[:PORT] or --simulate"), std::string::npos) << no_device.err;
-
-  const json unknown = error_of(run_qznds({"--json", "--simulate", "get", "brightness"}), kUsage, "usage");
-  EXPECT_TRUE(mentions(unknown, "unknown setting \"brightness\"")) << unknown;
-
-  const json write_only =
-      error_of(run_qznds({"--json", "--simulate", "get", "system-time"}), kUsage, "usage");
-  EXPECT_TRUE(mentions(write_only, "cannot be read")) << write_only;
-
-  const json both =
-      error_of(run_qznds({"--json", "--simulate", "--device", "127.0.0.1", "info"}), kUsage, "usage");
-  EXPECT_TRUE(mentions(both, "--device")) << both;
-
   EXPECT_EQ(run_qznds({"--simulate"}).exit_code, kUsage);
+  const std::pair<std::vector<std::string>, std::string> cases[] = {
+      {{"get", "brightness"}, "unknown setting \"brightness\""},
+      {{"get", "system-time"}, "cannot be read"},
+      {{"--device", "127.0.0.1", "info"}, "--device"},
+  };
+  for (const auto &[args, says] : cases) {
+    std::vector<std::string> full = {"--json", "--simulate"};
+    full.insert(full.end(), args.begin(), args.end());
+    const json error = error_of(run_qznds(full), kUsage, "usage");
+    EXPECT_TRUE(mentions(error, says)) << error;
+  }
 }
 
 }  // namespace

@@ -1,15 +1,22 @@
 // Runs the qznds binary as a subprocess and a simulated device for it to talk to.
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
-#include <functional>
+#include <fstream>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "device_sim.h"
+
+extern char **environ;
 
 namespace qz::cli_test {
 
@@ -20,27 +27,75 @@ struct RunResult {
   std::chrono::milliseconds elapsed{0};
 
   // stdout as JSON (a test failure and null when it does not parse).
-  nlohmann::json json() const;
+  nlohmann::json json() const {
+    auto doc = nlohmann::json::parse(out, nullptr, false);
+    EXPECT_FALSE(doc.is_discarded()) << "stdout is no JSON document:\n" << out << "\nstderr:\n" << err;
+    return doc.is_discarded() ? nlohmann::json() : doc;
+  }
 };
 
-// Runs qznds with `args`; stdout and stderr are captured whole.
-RunResult run_qznds(const std::vector<std::string> &args);
-
 // A file under the test's temporary directory with `content`; returns its path.
-std::string write_temp_file(const std::string &name, const std::string &content);
+inline std::string write_temp_file(const std::string &name, const std::string &content) {
+  const std::string path = ::testing::TempDir() + "qznds_" + std::to_string(getpid()) + "_" + name;
+  std::ofstream(path, std::ios::binary) << content;
+  return path;
+}
 
-// Waits (bounded) until `done` holds; false when it did not within `limit`.
-bool eventually(const std::function<bool()> &done, std::chrono::milliseconds limit = std::chrono::seconds(3));
+// Takes a file's content and removes it.
+inline std::string take_file(const std::string &path) {
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  unlink(path.c_str());
+  return text.str();
+}
+
+// Runs qznds with `args`; stdout and stderr are captured whole.
+inline RunResult run_qznds(const std::vector<std::string> &args) {
+  static int counter = 0;
+  const std::string out_path = write_temp_file("out" + std::to_string(++counter), "");
+  const std::string err_path = write_temp_file("err" + std::to_string(counter), "");
+  std::vector<std::string> argv_text = {QZNDS_BINARY};
+  argv_text.insert(argv_text.end(), args.begin(), args.end());
+  std::vector<char *> argv;
+  for (auto &arg : argv_text) argv.push_back(arg.data());
+  argv.push_back(nullptr);
+
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 1, out_path.c_str(), O_WRONLY | O_TRUNC, 0);
+  posix_spawn_file_actions_addopen(&actions, 2, err_path.c_str(), O_WRONLY | O_TRUNC, 0);
+  const auto start = std::chrono::steady_clock::now();
+  RunResult result;
+  pid_t pid = 0;
+  if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ) == 0) {
+    int status = 0;
+    waitpid(pid, &status, 0);
+    result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
+  result.elapsed =
+      std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+  posix_spawn_file_actions_destroy(&actions);
+  result.out = take_file(out_path);
+  result.err = take_file(err_path);
+  return result;
+}
 
 // A simulated device on 127.0.0.1 with a free port, and qznds pointed at it.
 class CliTest : public ::testing::Test {
  protected:
-  void SetUp() override;
+  void SetUp() override {
+    std::string error;
+    ASSERT_TRUE(sim.start(&error)) << error;
+  }
   void TearDown() override { sim.stop(); }
 
+  std::string device_address() const { return "127.0.0.1:" + std::to_string(sim.port()); }
   // qznds --device 127.0.0.1:PORT --json ARGS...
-  RunResult run_json(const std::vector<std::string> &args);
-  std::string device_address() const;
+  RunResult run_json(const std::vector<std::string> &args) {
+    std::vector<std::string> full = {"--device", device_address(), "--json"};
+    full.insert(full.end(), args.begin(), args.end());
+    return run_qznds(full);
+  }
 
   qz::sim::DeviceSim sim{qz::sim::SimOptions{.address = "127.0.0.1", .port = 0}};
 };
