@@ -51,7 +51,6 @@ TEST(SimSessionsE2E, ThreeHundredSessionsEachConnectAndRunTheirCommands) {
   for (std::thread &thread : threads) thread.join();
   EXPECT_EQ(failures, 0);
   EXPECT_EQ(sim.stats().requests, 2u * kSessions);
-  EXPECT_EQ(sim.stats().accepted, static_cast<uint64_t>(kSessions));
 
   for (auto &client : clients) {
     EXPECT_TRUE(qz_nds_uninit(&client->handle));

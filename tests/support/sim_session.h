@@ -25,6 +25,8 @@ class SimClient {
   SimClient(const SimClient &) = delete;
   SimClient &operator=(const SimClient &) = delete;
 
+  bool read_record() const { return qz_nds_get_machine_config_info(handle); }
+
   qz_nds_handle handle = nullptr;
 };
 
