@@ -44,7 +44,13 @@ void Device::read_record() {
 
 bool Device::reboot(std::chrono::milliseconds limit) {
   const std::size_t mark = log_.mark();
-  call("reboot", qz_nds_reboot);
+  // The device may drop the connection as soon as the frame is out: that
+  // disconnect is the reboot itself, so only a refused send is a failure.
+  if (!qz_nds_reboot(handle_)) {
+    if (auto failure = classify_call(false, log_.lines_since(mark), std::chrono::milliseconds(0))) {
+      throw ToolError(failure->kind, "reboot: " + failure->reason, failure->response_code);
+    }
+  }
   return log_.wait_for(mark, "NetDevSetting::on_disconnected", limit);
 }
 
