@@ -60,6 +60,7 @@
 
 #ifndef _WIN32
 #include <poll.h>
+#include <unistd.h>
 
 #include <cerrno>
 #endif
@@ -508,6 +509,9 @@ class Client : public std::enable_shared_from_this<Client> {
     op->completed = true;
     op->timer.cancel();
     bool ok = !ec && !op->timed_out && socket_.is_open();
+#ifndef _WIN32
+    if (ok) ok = watch_reads_only();
+#endif
     if (ok) {
       asio::error_code nb;
       socket_.non_blocking(true, nb);  // before open_ publishes the socket to senders
@@ -532,6 +536,24 @@ class Client : public std::enable_shared_from_this<Client> {
     if (deliver(gen, QZ_NET_EVENT_CONNECTED, nullptr, 0)) start_read(gen);
     op->finish(true);
   }
+
+#ifndef _WIN32
+  // I/O thread, before the connection is published. The connect left the socket
+  // registered with the reactor for writability as well, so every re-arm of a read wait
+  // would report it at once and wake the I/O thread for nothing. Registered afresh, it is
+  // watched for reading only: writes never wait on the reactor.
+  bool watch_reads_only() {
+    asio::error_code ec;
+    const tcp::endpoint local = socket_.local_endpoint(ec);
+    if (ec) return false;
+    const tcp::socket::native_handle_type fd = socket_.release(ec);
+    if (ec) return false;
+    socket_.assign(local.protocol(), fd, ec);
+    if (!ec) return true;
+    ::close(fd);
+    return false;
+  }
+#endif
 
 #ifdef _WIN32
   // I/O thread. Completion-based reads into the client's own buffer.
