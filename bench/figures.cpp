@@ -122,6 +122,9 @@ void print_round_trips(std::ostream &out) {
   std::string targets;
   for (const char *command : {"169/159", "174/130"}) {
     const bool small = command[1] == '6';
+    if (f.sample_count(round_trip_key(command, "sdk")) == 0 &&
+        f.sample_count(round_trip_key(command, "a")) == 0)
+      continue;
     out << "   " << command << (small ? " (small answer)" : " (267-byte record)") << "\n";
     const auto a = f.percentile(round_trip_key(command, "a"), 0.5);
     const auto b = f.percentile(round_trip_key(command, "b"), 0.5);
@@ -156,6 +159,7 @@ void print_callers(std::ostream &out, const RunSetup &setup) {
   for (int n : setup.caller_counts) {
     const auto sdk = f.value(callers_key("sdk", n));
     const auto b = f.value(callers_key("b", n));
+    if (!sdk && !b) continue;
     const auto cpu = f.value(callers_key("sdk", n) + "/device_cpu");
     out << format("   %7d %13s %11s %13s %11s %9s %11s%% %18s %5s\n", n, cell(sdk, 13, 0).c_str(),
                   cell(ratio(sdk, sdk1), 11, 2).c_str(), cell(b, 13, 0).c_str(),
