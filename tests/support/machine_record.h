@@ -20,11 +20,8 @@ struct OsdBlock {
 };
 
 struct MachineRecord {
-  // Record size without the channel name; the name's length L follows.
-  static constexpr std::size_t kFixedSize = 267;
-  // Payload offsets of the variable part.
+  // Payload offset of the channel name's length L; the record is 267 + L bytes.
   static constexpr std::size_t kNameLengthOffset = 260;
-  static constexpr std::size_t kNameOffset = 261;
   // OSD item ids in the order the record carries them; item 11 comes after
   // the channel name.
   static constexpr std::array<int, 11> kOsdOrderBeforeName = {5, 6, 7, 0, 1, 2, 3, 4, 9, 10, 8};

@@ -1,6 +1,6 @@
 // Feature switches through the scripted transport: every pair sends one state
-// byte under its own command, remembers only its own flag, and the getters
-// answer from the session.
+// byte under its own command, remembers only its own flag once the device
+// accepted it, and the getters answer from the session.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -65,102 +65,68 @@ class FeatureSwitchTest : public SessionTest {
     EXPECT_TRUE(c.get(handle, &state));
     return state;
   }
-  // The request the session must have sent last: a whole frame, with the seq
-  // the session took for it.
-  Bytes expected_request(const SwitchCase &c, uint8_t state) {
-    return wire::make_frame(wire::kPackageRequest, c.main, c.sub, wire::kRequestMarker,
-                            session().next_seq.load(), Bytes{state});
+  // Switches `c` to `state`, checks the whole request sent, and that the
+  // getter then reports the state without asking the device.
+  void switch_to(const SwitchCase &c, uint8_t state) {
+    ASSERT_TRUE(state ? c.enable(handle) : c.disable(handle));
+    const std::size_t sent = net.sent().size();
+    EXPECT_EQ(last_sent(), wire::make_frame(wire::kPackageRequest, c.main, c.sub, wire::kRequestMarker,
+                                            session().next_seq.load(), Bytes{state}));
+    EXPECT_EQ(reported(c), state);
+    EXPECT_EQ(net.sent().size(), sent);
   }
 };
 
+// Each switch runs with the ones before it on and the ones after it off, so a
+// pair that touches another's flag shows. A disconnect then clears exactly the
+// six connection-bound flags.
 TEST_F(FeatureSwitchTest, EachPairSendsItsStateByteAndRemembersOnlyItsOwnFlag) {
   answer_all();
   for (std::size_t i = 0; i < std::size(kSwitches); ++i) {
     const SwitchCase &c = kSwitches[i];
     SCOPED_TRACE(c.enable_name);
-    auto before = flags();
-
-    ASSERT_TRUE(c.enable(handle));
-    EXPECT_EQ(last_sent(), expected_request(c, 1));
-    EXPECT_EQ(reported(c), 1);
-    auto after = flags();
-    before[i] = 1;
-    EXPECT_EQ(after, before) << "another switch's flag changed";
-
-    ASSERT_TRUE(c.disable(handle));
-    EXPECT_EQ(last_sent(), expected_request(c, 0));
-    EXPECT_EQ(reported(c), 0);
-    before[i] = 0;
-    EXPECT_EQ(flags(), before);
-    // Re-enable, so the next switch runs with the others set and cleared.
-    ASSERT_TRUE(c.enable(handle));
+    EXPECT_EQ(reported(c), 0) << "a new session reports every switch off";
+    auto expected = flags();
+    for (uint8_t state : {1, 0, 1}) {
+      switch_to(c, state);
+      expected[i] = state;
+      EXPECT_EQ(flags(), expected) << "another switch's flag changed";
+    }
   }
   EXPECT_TRUE(log.lines().empty());
+  ASSERT_TRUE(qz_nds_disconnect(handle));
+  for (const SwitchCase &c : kSwitches)
+    EXPECT_EQ(reported(c), c.reset_by_disconnect ? 0 : 1) << c.enable_name;
 }
 
-TEST_F(FeatureSwitchTest, GettersAnswerFromTheSessionWithoutSending) {
-  for (const SwitchCase &c : kSwitches) {
-    SCOPED_TRACE(c.enable_name);
-    EXPECT_EQ(reported(c), 0) << "a new session reports every switch off";
-    cache().*c.flag = 1;
-    EXPECT_EQ(reported(c), 1);
-  }
-  EXPECT_TRUE(net.sent().empty());
-}
-
-TEST_F(FeatureSwitchTest, RefusedChangeKeepsTheFlagAndLogsUnderTheExportsName) {
+// Refused by the device or not connected: the flag stays and the export logs
+// its own line under its own name. Nothing at all for null arguments.
+TEST_F(FeatureSwitchTest, FailedChangeKeepsTheFlagAndLogsUnderTheExportsName) {
   answer_all({}, 1);
-  for (const SwitchCase &c : kSwitches) {
-    SCOPED_TRACE(c.enable_name);
-    cache().*c.flag = 0;
-    EXPECT_FALSE(c.enable(handle));
-    EXPECT_EQ(reported(c), 0);
-    EXPECT_TRUE(log.contains(kLogError, c.enable_name, c.enable_failed));
-
-    cache().*c.flag = 1;
-    EXPECT_FALSE(c.disable(handle));
-    EXPECT_EQ(reported(c), 1);
-    EXPECT_TRUE(log.contains(kLogError, c.disable_name, c.disable_failed));
-    log.clear();
+  for (bool connected : {true, false}) {
+    ASSERT_TRUE(connected || qz_nds_disconnect(handle));
+    for (const SwitchCase &c : kSwitches) {
+      SCOPED_TRACE(testing::Message() << c.enable_name << (connected ? " refused" : " not connected"));
+      log.clear();
+      cache().*c.flag = 0;
+      EXPECT_FALSE(c.enable(handle));
+      EXPECT_EQ(reported(c), 0);
+      EXPECT_TRUE(log.contains(kLogError, c.enable_name, c.enable_failed));
+      cache().*c.flag = 1;
+      EXPECT_FALSE(c.disable(handle));
+      EXPECT_EQ(reported(c), 1);
+      EXPECT_TRUE(log.contains(kLogError, c.disable_name, c.disable_failed));
+      EXPECT_EQ(log.contains(kLogError, "NetDevSetting::send_cmd", "device is not connected"), !connected);
+    }
   }
-}
+  EXPECT_EQ(net.sent().size(), 2 * std::size(kSwitches));
 
-TEST_F(FeatureSwitchTest, NotConnectedSendsNothingAndLogsBothLines) {
-  ASSERT_TRUE(qz_nds_disconnect(handle));
-  const std::size_t sent_before = net.sent().size();
+  // A null out pointer or handle: refused without a line.
   log.clear();
-  for (const SwitchCase &c : kSwitches) {
-    SCOPED_TRACE(c.enable_name);
-    EXPECT_FALSE(c.enable(handle));
-    EXPECT_EQ(reported(c), 0);
-    EXPECT_TRUE(log.contains(kLogError, "NetDevSetting::send_cmd", "device is not connected"));
-    EXPECT_TRUE(log.contains(kLogError, c.enable_name, c.enable_failed));
-    log.clear();
-  }
-  EXPECT_EQ(net.sent().size(), sent_before);
-}
-
-TEST_F(FeatureSwitchTest, DisconnectClearsExactlySixFlags) {
-  answer_all();
-  for (const SwitchCase &c : kSwitches) ASSERT_TRUE(c.enable(handle));
-  ASSERT_TRUE(qz_nds_disconnect(handle));
-  for (const SwitchCase &c : kSwitches) {
-    SCOPED_TRACE(c.enable_name);
-    EXPECT_EQ(reported(c), c.reset_by_disconnect ? 0 : 1);
-  }
-}
-
-TEST_F(FeatureSwitchTest, NullOutPointerOrHandleIsRefusedSilently) {
-  for (const SwitchCase &c : kSwitches) {
-    SCOPED_TRACE(c.enable_name);
-    EXPECT_FALSE(c.get(handle, nullptr));
-    uint8_t state = 0x5A;
-    EXPECT_FALSE(c.get(nullptr, &state));
-    EXPECT_EQ(state, 0x5A);
-    EXPECT_FALSE(c.enable(nullptr));
-    EXPECT_FALSE(c.disable(nullptr));
-  }
-  EXPECT_TRUE(net.sent().empty());
+  uint8_t state = 0x5A;
+  for (const SwitchCase &c : kSwitches)
+    EXPECT_FALSE(c.get(handle, nullptr) || c.get(nullptr, &state) || c.enable(nullptr) || c.disable(nullptr));
+  EXPECT_EQ(state, 0x5A);
   EXPECT_TRUE(log.lines().empty());
 }
 

@@ -1,7 +1,7 @@
 // IP settings: the 76-byte block of the set request and of the query's
 // answer, the cache rules of both, and refusal of short answers.
+#include <algorithm>
 #include <array>
-#include <cstring>
 #include <string>
 
 #include "session_fixture.h"
@@ -9,10 +9,11 @@
 namespace qz::test {
 namespace {
 
+using Texts = std::array<std::string, 5>;
 using TextBuffers = std::array<std::array<char, 16>, 5>;
 
 // A 76-byte block: flag, then five 15-byte slots.
-Bytes ip_block(uint8_t flag, const std::array<std::string, 5> &texts) {
+Bytes ip_block(uint8_t flag, const Texts &texts) {
   Bytes b;
   wire::Writer w(b);
   w.u8(flag);
@@ -26,8 +27,7 @@ class IpSettingsTest : public SessionTest {
     return qz_nds_get_ip_info(handle, &flag, buffers[0].data(), buffers[1].data(), buffers[2].data(),
                               buffers[3].data(), buffers[4].data());
   }
-  void fill_cache(uint8_t flag, const std::array<std::string, 5> &texts) {
-    std::lock_guard guard(session().cache_lock);
+  void fill_cache(uint8_t flag, const Texts &texts) {
     cache().ip_info_flag = flag;
     cache().ip_info_text1 = texts[0];
     cache().ip_info_text2 = texts[1];
@@ -35,7 +35,7 @@ class IpSettingsTest : public SessionTest {
     cache().ip_info_text4 = texts[3];
     cache().ip_info_text5 = texts[4];
   }
-  std::array<std::string, 5> cached_texts() {
+  Texts cached_texts() {
     const nds::DeviceStateCache &c = cache();
     return {c.ip_info_text1, c.ip_info_text2, c.ip_info_text3, c.ip_info_text4, c.ip_info_text5};
   }
@@ -44,13 +44,12 @@ class IpSettingsTest : public SessionTest {
 TEST_F(IpSettingsTest, SetWithFlagZeroSendsOnlyZerosButCachesTheTexts) {
   answer_all();
   ASSERT_TRUE(qz_nds_set_ip_info(handle, 0, "10.0.0.2", "255.0.0.0", "10.0.0.1", "1.1.1.1", "9.9.9.9"));
-  wire::FrameView request = view_request(last_sent());
+  const wire::FrameView request = view_request(last_sent());
   EXPECT_EQ(request.header.main, 169);
   EXPECT_EQ(request.header.sub, 138);
   EXPECT_EQ(last_payload(), Bytes(76, 0));
   EXPECT_EQ(cache().ip_info_flag, 0);
-  EXPECT_EQ(cached_texts(),
-            (std::array<std::string, 5>{"10.0.0.2", "255.0.0.0", "10.0.0.1", "1.1.1.1", "9.9.9.9"}));
+  EXPECT_EQ(cached_texts(), (Texts{"10.0.0.2", "255.0.0.0", "10.0.0.1", "1.1.1.1", "9.9.9.9"}));
 }
 
 TEST_F(IpSettingsTest, SetWithFlagSendsSlotsAndCachesTheFlagAsPassed) {
@@ -62,7 +61,7 @@ TEST_F(IpSettingsTest, SetWithFlagSendsSlotsAndCachesTheFlagAsPassed) {
   EXPECT_EQ(last_payload(), ip_block(1, {"10.0.0.2", "", long_text.substr(0, 15), exact, ""}));
   EXPECT_EQ(cache().ip_info_flag, 2);
   // Whole texts are kept; the null one leaves its member alone.
-  EXPECT_EQ(cached_texts(), (std::array<std::string, 5>{"10.0.0.2", "keep2", long_text, exact, ""}));
+  EXPECT_EQ(cached_texts(), (Texts{"10.0.0.2", "keep2", long_text, exact, ""}));
 
   TextBuffers out;
   for (auto &b : out) b.fill('\xEE');
@@ -74,86 +73,55 @@ TEST_F(IpSettingsTest, SetWithFlagSendsSlotsAndCachesTheFlagAsPassed) {
   EXPECT_EQ(out[2][15], '\xEE');  // no terminator written
   EXPECT_EQ(std::string(out[3].data(), 15), exact);
   EXPECT_EQ(out[4][0], '\xEE');  // empty text: nothing copied
-}
 
-TEST_F(IpSettingsTest, RefusedSetLogsAndKeepsTheCache) {
-  fill_cache(1, {"a", "b", "c", "d", "e"});
-  answer_all({}, 1);
+  // A refused set logs its line and keeps the cache.
   log.clear();
   EXPECT_FALSE(qz_nds_set_ip_info(handle, 1, "x", "x", "x", "x", "x"));
-  EXPECT_TRUE(log.contains(nds::kLogError, "qz_nds_set_ip_info", "set ip info failed"));
+  EXPECT_EQ(log.lines().back().function, "qz_nds_set_ip_info");
   EXPECT_EQ(log.lines().back().message, "set ip info failed");
-  EXPECT_EQ(cache().ip_info_flag, 1);
-  EXPECT_EQ(cached_texts(), (std::array<std::string, 5>{"a", "b", "c", "d", "e"}));
+  EXPECT_EQ(cache().ip_info_flag, 2);
+  EXPECT_EQ(cached_texts(), (Texts{"10.0.0.2", "keep2", long_text, exact, ""}));
 }
 
+// The answered flag is stored as 1 exactly when it is 1.
 TEST_F(IpSettingsTest, QueryAnswerIsParsedAndHandedOut) {
-  const std::string fifteen = "abcdefghijklmno";
-  answer_all(ip_block(1, {"192.168.0.9", "255.255.0.0", "192.168.0.1", fifteen, ""}));
-  TextBuffers out{};
-  uint8_t flag = 0;
-  ASSERT_TRUE(get_ip(flag, out));
-  EXPECT_EQ(view_request(last_sent()).header.sub, 139);
-  EXPECT_TRUE(last_payload().empty());
-  EXPECT_EQ(flag, 1);
-  EXPECT_STREQ(out[0].data(), "192.168.0.9");
-  EXPECT_STREQ(out[2].data(), "192.168.0.1");
-  EXPECT_STREQ(out[3].data(), fifteen.c_str());
-  EXPECT_EQ(cache().ip_info_text4, fifteen);
-  EXPECT_EQ(cache().ip_info_text5, "");
-}
-
-TEST_F(IpSettingsTest, AnsweredFlagOtherThanOneIsStoredAsZero) {
-  fill_cache(1, {});
-  answer_all(ip_block(2, {}));
-  uint8_t flag = 7;
-  ASSERT_TRUE(qz_nds_get_ip_info(handle, &flag, nullptr, nullptr, nullptr, nullptr, nullptr));
-  EXPECT_EQ(flag, 0);
-  EXPECT_EQ(cache().ip_info_flag, 0);
-}
-
-TEST_F(IpSettingsTest, NotConnectedGetAnswersFromTheCache) {
-  fill_cache(1, {"t1", "t2", "t3", "t4", "t5"});
-  ASSERT_TRUE(qz_nds_disconnect(handle));  // resets the flag only
-  log.clear();
-  TextBuffers out{};
-  uint8_t flag = 9;
-  ASSERT_TRUE(get_ip(flag, out));
-  EXPECT_TRUE(log.contains(nds::kLogError, "NetDevSetting::send_cmd", "device is not connected"));
-  EXPECT_EQ(flag, 0);
-  EXPECT_STREQ(out[0].data(), "t1");
-  EXPECT_STREQ(out[4].data(), "t5");
-}
-
-TEST_F(IpSettingsTest, ShortAnswersAreRefusedWhole) {
-  const Bytes full = ip_block(1, {"new1", "new2", "new3", "new4", "new5"});
-  for (std::size_t length : {0, 1, 16, 75}) {
-    SCOPED_TRACE(length);
-    fill_cache(0, {"old1", "old2", "old3", "old4", "old5"});
-    answer_all(Bytes(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(length)));
-    log.clear();
+  const Texts sent = {"192.168.0.9", "255.255.0.0", "192.168.0.1", "abcdefghijklmno", ""};
+  for (uint8_t answered : {1, 2}) {
+    answer_all(ip_block(answered, sent));
     TextBuffers out{};
-    uint8_t flag = 9;
-    ASSERT_TRUE(get_ip(flag, out));  // falls back to the cache
-    EXPECT_EQ(flag, 0);
-    EXPECT_STREQ(out[0].data(), "old1");
-    EXPECT_EQ(cached_texts(), (std::array<std::string, 5>{"old1", "old2", "old3", "old4", "old5"}));
-    const std::string message = "cmd [169,139]'s response is " + std::to_string(76 - length) + " bytes short";
-    EXPECT_TRUE(log.contains(nds::kLogError, "on_response_setting", message));
+    uint8_t flag = 7;
+    ASSERT_TRUE(get_ip(flag, out));
+    EXPECT_EQ(view_request(last_sent()).header.sub, 139);
+    EXPECT_TRUE(last_payload().empty());
+    EXPECT_EQ(flag, answered == 1 ? 1 : 0);
+    EXPECT_EQ(cache().ip_info_flag, flag);
+    for (int i = 0; i < 5; ++i) EXPECT_STREQ(out[i].data(), sent[i].c_str());
+    EXPECT_EQ(cached_texts(), sent);
   }
 }
 
-TEST_F(IpSettingsTest, NullHandleIsRefusedSilently) {
-  char buffer[32];
-  uint32_t len = 0;
-  uint8_t flag = 0;
-  EXPECT_FALSE(qz_nds_set_ip_info(nullptr, 1, "a", "b", "c", "d", "e"));
-  EXPECT_FALSE(qz_nds_get_ip_info(nullptr, &flag, buffer, nullptr, nullptr, nullptr, nullptr));
-  EXPECT_FALSE(qz_nds_get_sn(nullptr, buffer, &len));
-  EXPECT_FALSE(qz_nds_get_machine_info(nullptr, nullptr, nullptr, buffer, nullptr, nullptr, nullptr));
-  EXPECT_FALSE(qz_nds_get_machine_config_info(nullptr));
-  EXPECT_TRUE(log.lines().empty());
-  EXPECT_TRUE(net.sent().empty());
+// A short answer is refused whole, and the getter hands out the cache, as it
+// does when the session is not connected.
+TEST_F(IpSettingsTest, ShortAnswersAreRefusedWholeAndTheCacheAnswers) {
+  const Bytes full = ip_block(1, {"new1", "new2", "new3", "new4", "new5"});
+  for (int length : {0, 1, 16, 75, -1}) {
+    SCOPED_TRACE(length);
+    fill_cache(0, {"old1", "old2", "old3", "old4", "old5"});
+    ASSERT_TRUE(length >= 0 || qz_nds_disconnect(handle));
+    answer_all(Bytes(full.begin(), full.begin() + std::max(length, 0)));
+    log.clear();
+    TextBuffers out{};
+    uint8_t flag = 9;
+    ASSERT_TRUE(get_ip(flag, out));
+    EXPECT_EQ(flag, 0);
+    EXPECT_STREQ(out[0].data(), "old1");
+    EXPECT_STREQ(out[4].data(), "old5");
+    EXPECT_EQ(cached_texts(), (Texts{"old1", "old2", "old3", "old4", "old5"}));
+    const std::string message = "cmd [169,139]'s response is " + std::to_string(76 - length) + " bytes short";
+    EXPECT_TRUE(length >= 0
+                    ? log.contains(nds::kLogError, "on_response_setting", message)
+                    : log.contains(nds::kLogError, "NetDevSetting::send_cmd", "device is not connected"));
+  }
 }
 
 }  // namespace

@@ -12,20 +12,11 @@
 namespace qz::test {
 namespace {
 
-void put_lp(Bytes &out, const std::string &text) {
-  out.insert(out.end(), {0, 0, 0, static_cast<uint8_t>(text.size())});
-  out.insert(out.end(), text.begin(), text.end());
-}
-
 // An enabled record as the device answers it.
 Bytes record(const std::string &t1, uint16_t port, const std::string &t2, const std::string &t3,
              const std::string &t4) {
-  Bytes out{1};
-  put_lp(out, t1);
-  out.insert(out.end(), {static_cast<uint8_t>(port >> 8), static_cast<uint8_t>(port)});
-  put_lp(out, t2);
-  put_lp(out, t3);
-  put_lp(out, t4);
+  Bytes out;
+  wire::Writer(out).u8(1).lp_text(t1).u16(port).lp_text(t2).lp_text(t3).lp_text(t4);
   return out;
 }
 

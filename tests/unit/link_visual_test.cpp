@@ -1,51 +1,16 @@
-// Visual camera link settings through the scripted transport: request bytes,
-// answers kept byte for byte, and failed or short answers that leave the
+// Visual camera link settings through the scripted transport: the serial
+// number record and its checks, and failed or short answers that leave the
 // caller's outputs and the cache alone.
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <set>
 #include <string>
-#include <thread>
 
 #include "session_fixture.h"
 
 namespace qz::test {
 namespace {
 
-struct TextItem {
-  bool (*set)(qz_nds_handle, const char *);
-  uint8_t set_sub;
-  bool (*get)(qz_nds_handle, char *, uint32_t *);
-  nds::ByteString nds::DeviceStateCache::*field;
-};
-const TextItem kTextItems[] = {
-    {qz_nds_set_visual_ip, 148, qz_nds_get_visual_ip, &nds::DeviceStateCache::visual_ip},
-    {qz_nds_set_visual_user, 150, qz_nds_get_visual_user, &nds::DeviceStateCache::visual_user},
-    {qz_nds_set_visual_passwd, 152, qz_nds_get_visual_passwd, &nds::DeviceStateCache::visual_passwd},
-};
-
 using VisualLinkTest = SessionTest;
-
-TEST_F(VisualLinkTest, TextsTravelAsLengthPrefixedTextsNulsIncluded) {
-  const std::string with_nul("ab\0cd", 5);
-  for (const TextItem &item : kTextItems) {
-    answer_all();
-    for (const std::string text : {"", "192.168.1.64"}) {
-      ASSERT_TRUE(item.set(handle, text.c_str()));
-      EXPECT_EQ(last_sent()[wire::kOffSub], item.set_sub);
-      EXPECT_EQ(last_payload(), lp_text(text));
-    }
-    answer_all(lp_text(with_nul));
-    char buffer[8];
-    std::memset(buffer, '#', sizeof buffer);
-    uint32_t len = 0;
-    ASSERT_TRUE(item.get(handle, buffer, &len));
-    EXPECT_EQ(last_sent()[wire::kOffSub], item.set_sub + 1);
-    EXPECT_EQ(std::string(buffer, len), with_nul);
-    EXPECT_EQ(buffer[5], '#') << "no terminator is added";
-  }
-}
 
 // A refusal or an answer shorter than it announces fails the get; the short
 // one with a single line saying how many bytes were missing.
@@ -117,48 +82,6 @@ TEST_F(VisualLinkTest, SerialNumberRecord) {
       EXPECT_EQ(last_payload(), c.payload);
     }
   }
-}
-
-TEST_F(VisualLinkTest, FlagsTravelUnchanged) {
-  for (uint8_t value : {0, 2, 255}) {
-    answer_all();
-    ASSERT_TRUE(qz_nds_set_visual_zoom_control_flag(handle, value));
-    EXPECT_EQ(last_payload(), Bytes{value});
-    ASSERT_TRUE(qz_nds_set_visual_gotopreset_when_start(handle, value));
-    EXPECT_EQ(last_sent()[wire::kOffSub], 174);
-    EXPECT_EQ(last_payload(), Bytes{value});
-    answer_all({value});
-    uint8_t zoom = 7, preset = 7;
-    ASSERT_TRUE(qz_nds_get_visual_zoom_control_flag(handle, &zoom));
-    ASSERT_TRUE(qz_nds_get_visual_gotopreset_when_start(handle, &preset));
-    EXPECT_EQ(zoom, value);
-    EXPECT_EQ(preset, value);
-  }
-}
-
-// Answers arrive on the transport's thread while other callers ask for the
-// same item: every caller gets the answer to its own request.
-TEST_F(VisualLinkTest, ConcurrentGettersEachReadTheirOwnAnswer) {
-  net.set_async(true);
-  net.set_responder([](const wire::FrameView &request) {
-    return std::vector<Bytes>{response_to(request, lp_text("seq-" + std::to_string(request.header.seq)))};
-  });
-  constexpr int kThreads = 4, kRounds = 25;
-  std::vector<std::string> answers[kThreads];
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&, t] {
-      for (int i = 0; i < kRounds; ++i) {
-        char buffer[32];
-        uint32_t len = 0;
-        if (qz_nds_get_visual_ip(handle, buffer, &len)) answers[t].emplace_back(buffer, len);
-      }
-    });
-  }
-  for (auto &thread : threads) thread.join();
-  std::set<std::string> distinct;
-  for (const auto &list : answers) distinct.insert(list.begin(), list.end());
-  EXPECT_EQ(distinct.size(), static_cast<std::size_t>(kThreads * kRounds));
 }
 
 }  // namespace

@@ -1,3 +1,5 @@
+// The frame builder against a frame written out by hand, and the
+// bounds-checked reader and writer.
 #include "wire_frame.h"
 
 #include <gtest/gtest.h>
@@ -19,68 +21,8 @@ Bytes hex(std::initializer_list<int> values) {
 TEST(WireFrame, BuildsTheHdmiEnableRequest) {
   const uint8_t one = 1;
   Bytes frame = make_frame(kPackageRequest, 0xA9, 0x80, kRequestMarker, 1, &one, 1);
-  EXPECT_EQ(frame, hex({0x51, 0x5A, 0x53, 0x54, 0x41, 0x52, 0x54, 0, 0, 0, 0x1D, 0, 0xA9, 0x80, 2, 0, 0, 0, 1, 0, 0,
-                        0, 1, 1, 0x51, 0x5A, 0x45, 0x4E, 0x44}));
-}
-
-TEST(WireFrame, BuildsAnEmptyRequestAndAcceptsItsAnswer) {
-  Bytes request = make_frame(kPackageRequest, 0xAE, 0x82, kRequestMarker, 7, nullptr, 0);
-  ASSERT_EQ(request.size(), 28u);
-  EXPECT_EQ(load_be32(request.data() + kOffTotalLength), 28u);
-  EXPECT_EQ(load_be32(request.data() + kOffPayloadLength), 0u);
-
-  Bytes answer = hex({0x51, 0x5A, 0x53, 0x54, 0x41, 0x52, 0x54, 0, 0, 0, 0x1C, 1, 0xA9, 0x80, 0, 0, 0, 0, 1, 0, 0, 0,
-                      0, 0x51, 0x5A, 0x45, 0x4E, 0x44});
-  FrameView view;
-  ASSERT_EQ(check_frame(answer.data(), answer.size(), kPackageResponse, view), FrameError::none);
-  EXPECT_EQ(view.header.main, 0xA9);
-  EXPECT_EQ(view.header.sub, 0x80);
-  EXPECT_EQ(view.header.seq, 1u);
-  EXPECT_EQ(view.payload_size, 0u);
-}
-
-TEST(WireFrame, ValidatesInOrderAndNeverReadsPastTheDelivery) {
-  const Bytes good = make_frame(kPackageResponse, 169, 128, 0, 1, hex({9, 9}));
-  struct Case {
-    const char *name;
-    Bytes bytes;
-    FrameError expected;
-    uint32_t reported;  // total length or package type as read
-  };
-  Bytes bad_t = good;
-  bad_t[6] = 'X';
-  Bytes len27 = good;
-  store_be32(len27.data() + kOffTotalLength, 27);
-  Bytes too_long = good;
-  store_be32(too_long.data() + kOffTotalLength, static_cast<uint32_t>(good.size() + 1));
-  Bytes type0 = good;
-  type0[kOffPackageType] = 0;
-  Bytes two = good;
-  two.insert(two.end(), good.begin(), good.end());
-  const Case cases[] = {
-      {"whole frame", good, FrameError::none, 30},
-      {"two frames: the first counts", two, FrameError::none, 30},
-      {"seventh byte not T", bad_t, FrameError::bad_start, 0},
-      {"total length 27", len27, FrameError::bad_total_length, 27},
-      {"total length past the delivery", too_long, FrameError::bad_total_length, 31},
-      {"package type 0", type0, FrameError::bad_package_type, 0},
-      {"ten bytes", Bytes(good.begin(), good.begin() + 10), FrameError::bad_start, 0},
-      {"empty", Bytes{}, FrameError::bad_start, 0},
-      {"header only", Bytes(good.begin(), good.begin() + 23), FrameError::bad_total_length, 30},
-  };
-  for (const Case &c : cases) {
-    SCOPED_TRACE(c.name);
-    // A copy of exactly the delivered size, so a sanitizer sees any overread.
-    Bytes delivered = c.bytes;
-    FrameView view;
-    EXPECT_EQ(check_frame(delivered.data(), delivered.size(), kPackageResponse, view), c.expected);
-    if (c.expected == FrameError::bad_total_length || c.expected == FrameError::none) {
-      EXPECT_EQ(view.header.total_length, c.reported);
-    }
-    if (c.expected == FrameError::bad_package_type) {
-      EXPECT_EQ(view.header.package_type, c.reported);
-    }
-  }
+  EXPECT_EQ(frame, hex({0x51, 0x5A, 0x53, 0x54, 0x41, 0x52, 0x54, 0, 0, 0,    0x1D, 0,    0xA9, 0x80, 2,
+                        0,    0,    0,    1,    0,    0,    0,    1, 1, 0x51, 0x5A, 0x45, 0x4E, 0x44}));
 }
 
 TEST(WireReader, ReadsBigEndianAndRefusesShortReadsWithoutMoving) {
