@@ -1,6 +1,6 @@
-// A small asio TCP server for the qz_net tests: accepts connections on an ephemeral port
-// of a loopback address, records what each connection receives, and lets the test send,
-// close or reset.
+// Helpers of the platform tests: a frame builder, and a small asio TCP server that
+// accepts on an ephemeral loopback port, records what each connection receives and lets
+// the test send, close or reset.
 #ifndef QZ_PLATFORM_TEST_SERVER_H
 #define QZ_PLATFORM_TEST_SERVER_H
 
@@ -12,7 +12,7 @@
 #include <future>
 #include <memory>
 #include <mutex>
-#include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -20,18 +20,46 @@ namespace qz_test {
 
 using Bytes = std::vector<std::uint8_t>;
 using asio::ip::tcp;
+using namespace std::chrono_literals;
+
+inline void put_be32(Bytes &out, std::size_t v) {
+  for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<std::uint8_t>(v >> shift));
+}
+
+inline Bytes cat(const std::vector<Bytes> &parts) {
+  Bytes out;
+  for (const auto &p : parts) out.insert(out.end(), p.begin(), p.end());
+  return out;
+}
+
+// "QZSTART" and a total length: the 11 bytes the splitter judges a frame start by.
+inline Bytes frame_prefix(std::uint32_t total) {
+  Bytes h = {'Q', 'Z', 'S', 'T', 'A', 'R', 'T'};
+  put_be32(h, total);
+  return h;
+}
+
+// A well-formed frame (type 1, main 0xA9, sub 0x80) with `payload` bytes of `fill`.
+inline Bytes make_frame(std::size_t payload, std::uint8_t fill = 0xAB, std::uint32_t seq = 1) {
+  Bytes f = frame_prefix(static_cast<std::uint32_t>(payload + 28));
+  f.insert(f.end(), {1, 0xA9, 0x80, 0});
+  put_be32(f, seq);
+  put_be32(f, payload);
+  f.insert(f.end(), payload, fill);
+  for (char c : std::string_view("QZEND")) f.push_back(static_cast<std::uint8_t>(c));
+  return f;
+}
 
 class TestServer {
  public:
   struct Conn {
     explicit Conn(asio::io_context &ctx) : socket(ctx) {}
     tcp::socket socket;
-    std::mutex mutex;
-    std::condition_variable cv;
-    Bytes received;
+    Bytes received;  // this and eof under the server's mutex
     bool eof = false;
     std::array<std::uint8_t, 65536> buffer{};
   };
+  using ConnPtr = std::shared_ptr<Conn>;
 
   explicit TestServer(const char *address = "127.0.0.1")
       : work_(asio::make_work_guard(ctx_)),
@@ -54,72 +82,53 @@ class TestServer {
 
   std::uint16_t port() const { return acceptor_.local_endpoint().port(); }
 
-  std::shared_ptr<Conn> wait_conn(std::size_t index,
-                                  std::chrono::milliseconds timeout = std::chrono::seconds(5)) {
+  // The index-th accepted connection, or null after 5 s.
+  ConnPtr wait_conn(std::size_t index) {
     std::unique_lock<std::mutex> lock(mutex_);
-    if (!cv_.wait_for(lock, timeout, [&] { return conns_.size() > index; })) return nullptr;
+    if (!cv_.wait_for(lock, 5s, [&] { return conns_.size() > index; })) return nullptr;
     return conns_[index];
   }
 
-  std::size_t conn_count() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return conns_.size();
-  }
-
   // Writes on the server thread and waits for the write to complete.
-  bool send(const std::shared_ptr<Conn> &c, const Bytes &bytes) {
+  bool send(const ConnPtr &c, const Bytes &bytes) {
     std::promise<bool> done;
-    auto future = done.get_future();
     asio::post(ctx_, [&] {
       asio::async_write(c->socket, asio::buffer(bytes),
                         [&](const asio::error_code &ec, std::size_t) { done.set_value(!ec); });
     });
-    return future.get();
+    return done.get_future().get();
   }
 
-  void close(const std::shared_ptr<Conn> &c) {
-    run_on_server([c] {
+  // Closes the connection; with `reset` (SO_LINGER 0) the peer sees a reset.
+  void close(const ConnPtr &c, bool reset = false) {
+    run_on_server([c, reset] {
       asio::error_code ignored;
-      c->socket.shutdown(tcp::socket::shutdown_both, ignored);
+      if (reset) c->socket.set_option(asio::socket_base::linger(true, 0), ignored);
       c->socket.close(ignored);
     });
   }
 
-  // Closes with SO_LINGER 0, so that the peer sees a reset.
-  void reset(const std::shared_ptr<Conn> &c) {
-    run_on_server([c] {
-      asio::error_code ignored;
-      c->socket.set_option(asio::socket_base::linger(true, 0), ignored);
-      c->socket.close(ignored);
-    });
-  }
-
-  bool wait_received(const std::shared_ptr<Conn> &c, std::size_t n,
-                     std::chrono::milliseconds timeout = std::chrono::seconds(5)) {
-    std::unique_lock<std::mutex> lock(c->mutex);
-    return c->cv.wait_for(lock, timeout, [&] { return c->received.size() >= n; });
-  }
-
-  bool wait_eof(const std::shared_ptr<Conn> &c, std::chrono::milliseconds timeout = std::chrono::seconds(5)) {
-    std::unique_lock<std::mutex> lock(c->mutex);
-    return c->cv.wait_for(lock, timeout, [&] { return c->eof; });
-  }
-
-  Bytes received(const std::shared_ptr<Conn> &c) {
-    std::lock_guard<std::mutex> lock(c->mutex);
+  // What the connection received, once it is at least n bytes or the time is up.
+  Bytes wait_received(const ConnPtr &c, std::size_t n, std::chrono::milliseconds timeout = 5s) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    cv_.wait_for(lock, timeout, [&] { return c->received.size() >= n; });
     return c->received;
+  }
+
+  bool wait_eof(const ConnPtr &c) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return cv_.wait_for(lock, 5s, [&] { return c->eof; });
   }
 
  private:
   template <class F>
   void run_on_server(F f) {
     std::promise<void> done;
-    auto future = done.get_future();
     asio::post(ctx_, [&] {
       f();
       done.set_value();
     });
-    future.wait();
+    done.get_future().wait();
   }
 
   void accept() {
@@ -136,17 +145,14 @@ class TestServer {
     });
   }
 
-  void read(const std::shared_ptr<Conn> &c) {
+  void read(const ConnPtr &c) {
     c->socket.async_read_some(asio::buffer(c->buffer), [this, c](const asio::error_code &ec, std::size_t n) {
       {
-        std::lock_guard<std::mutex> lock(c->mutex);
-        if (ec) {
-          c->eof = true;
-        } else {
-          c->received.insert(c->received.end(), c->buffer.begin(), c->buffer.begin() + static_cast<long>(n));
-        }
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (ec) c->eof = true;
+        if (!ec) c->received.insert(c->received.end(), c->buffer.begin(), c->buffer.begin() + n);
       }
-      c->cv.notify_all();
+      cv_.notify_all();
       if (!ec) read(c);
     });
   }
@@ -157,7 +163,7 @@ class TestServer {
   std::thread thread_;
   std::mutex mutex_;
   std::condition_variable cv_;
-  std::vector<std::shared_ptr<Conn>> conns_;
+  std::vector<ConnPtr> conns_;
 };
 
 }  // namespace qz_test
