@@ -1,4 +1,5 @@
 // info, reboot, keep-alive, --simulate and --version.
+#include <algorithm>
 #include <filesystem>
 #include <thread>
 
@@ -59,15 +60,15 @@ TEST_F(CliTest, KeepAliveSendsTheAskedNumberOfMessages) {
   const RunResult run = run_json({"keep-alive", "--interval", "0.05", "--count", "3"});
   ASSERT_EQ(run.exit_code, 0) << run.err;
   EXPECT_EQ(run.json()["sent"], 3);
-  // The device may still be reading the last one when the tool has exited.
-  int seen = 0;
+  // Requests of main command 173; the device may still be reading the last
+  // one when the tool has exited.
+  long seen = 0;
   for (int i = 0; i < 300 && seen != 3; ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    seen = 0;
-    for (const auto &frame : sim.recorded()) {
-      const bool keep_alive = frame.bytes.size() > 12 && frame.bytes[12] == 173;  // main command
-      if (frame.direction == qz::sim::Direction::request && keep_alive) ++seen;
-    }
+    const auto frames = sim.recorded();
+    seen = std::count_if(frames.begin(), frames.end(), [](const auto &f) {
+      return f.direction == qz::sim::Direction::request && f.bytes.size() > 12 && f.bytes[12] == 173;
+    });
   }
   EXPECT_EQ(seen, 3);
 }

@@ -9,17 +9,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <string>
-#include <thread>
 
-#include "qz_net_dev_setting.h"
-
-#if defined(QZ_HAVE_DEVICE_SIM)
-#include "device_sim.h"
-#endif
+#include "sim_session.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define QZ_LEAK_CHECK 1
@@ -35,8 +29,6 @@
 namespace qz::test {
 namespace {
 
-using namespace std::chrono_literals;
-
 std::size_t entries_of(const char *folder) {
   std::size_t n = 0;
   for ([[maybe_unused]] const auto &entry : std::filesystem::directory_iterator(folder)) ++n;
@@ -48,42 +40,6 @@ std::size_t open_descriptors() {
 std::size_t threads() {
   return entries_of("/proc/self/task");
 }
-
-// Polls `done` every 5 ms for at most two seconds; true when it held.
-template <class Done>
-bool eventually(Done done) {
-  const auto deadline = std::chrono::steady_clock::now() + 2s;
-  while (!done()) {
-    if (std::chrono::steady_clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(5ms);
-  }
-  return true;
-}
-
-// A loopback port that refuses connections: bound, but not listening.
-class RefusingPort {
- public:
-  RefusingPort() {
-    fd_ = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t len = sizeof addr;
-    EXPECT_EQ(::bind(fd_, reinterpret_cast<sockaddr *>(&addr), sizeof addr), 0);
-    EXPECT_EQ(::getsockname(fd_, reinterpret_cast<sockaddr *>(&addr), &len), 0);
-    address_ = "127.0.0.1:" + std::to_string(ntohs(addr.sin_port));
-  }
-  ~RefusingPort() { ::close(fd_); }
-  const std::string &address() const { return address_; }
-
- private:
-  int fd_ = -1;
-  std::string address_;
-};
-
-#if defined(QZ_HAVE_DEVICE_SIM)
-
-constexpr int kCycles = 1000;
 
 // One whole life of a session; false at the first step that failed.
 bool session_cycle(const std::string &address) {
@@ -97,6 +53,7 @@ bool session_cycle(const std::string &address) {
 }
 
 TEST(Resources, ThousandSessionCyclesLeaveNoDescriptorThreadOrLeak) {
+  constexpr int kCycles = 1000;
   sim::DeviceSim sim{sim::SimOptions{.port = 0}};
   std::string error;
   ASSERT_TRUE(sim.start(&error)) << error;
@@ -127,21 +84,28 @@ TEST(Resources, ThousandSessionCyclesLeaveNoDescriptorThreadOrLeak) {
 #endif
 }
 
-#endif  // QZ_HAVE_DEVICE_SIM
-
 TEST(Resources, RefusedConnectsLeaveNothingEither) {
-  RefusingPort port;
+  // A loopback port that refuses connections: bound, but not listening.
+  const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in addr{};
+  addr.sin_family = AF_INET;
+  addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t len = sizeof addr;
+  ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr), 0);
+  ASSERT_EQ(::getsockname(fd, reinterpret_cast<sockaddr *>(&addr), &len), 0);
+  const std::string address = "127.0.0.1:" + std::to_string(ntohs(addr.sin_port));
   const std::size_t fds_before = open_descriptors();
   const std::size_t threads_before = threads();
   for (int i = 0; i < 200; ++i) {
     qz_nds_handle handle = nullptr;
     ASSERT_TRUE(qz_nds_init(&handle));
-    EXPECT_FALSE(qz_nds_connect(handle, port.address().c_str()));
+    EXPECT_FALSE(qz_nds_connect(handle, address.c_str()));
     EXPECT_FALSE(qz_nds_reboot(handle));
     ASSERT_TRUE(qz_nds_uninit(&handle));
   }
   EXPECT_EQ(open_descriptors(), fds_before);
   EXPECT_LE(threads(), threads_before + 1);
+  ::close(fd);
 }
 
 }  // namespace

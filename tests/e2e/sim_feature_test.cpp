@@ -1,7 +1,7 @@
-// Device feature settings against the simulated device over loopback TCP:
-// every switch, number, device query, OSD item and control command is set
-// through one session, checked in the device's state, and read back through
-// the getter and, for what the session keeps, a second session's record.
+// Every switch, number, device query, OSD item and control command set
+// through one session against the simulated device, checked in its state and
+// read back through the getter and, for what the session keeps, a second
+// session's record.
 #include <gtest/gtest.h>
 
 #include <array>

@@ -1,6 +1,5 @@
-// Many sessions of one process on one simulated device: each connects and
-// runs commands of its own at the same time as the others, then all are
-// released cleanly.
+// Concurrency against the simulated device: many sessions of one process at
+// once, and many threads on one session.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -57,6 +56,29 @@ TEST(SimSessionsE2E, ThreeHundredSessionsEachConnectAndRunTheirCommands) {
     EXPECT_EQ(client->handle, nullptr);
   }
   EXPECT_TRUE(eventually([&] { return sim.stats().active == 0; }));
+}
+
+using SimThreadsE2E = SimTest;
+
+// Eight threads ask two queries with different answers at once; each answer
+// must reach the caller that asked.
+TEST_F(SimThreadsE2E, EightThreadsOnOneSessionEachGetTheirAnswers) {
+  std::atomic<int> failures{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 8; ++t)
+    threads.emplace_back([&] {
+      for (int i = 0; i < 100; ++i) {
+        uint8_t time = 0;
+        uint32_t port = 0;
+        if (!qz_nds_get_hardware_watchdog_disable_time(client.handle, &time) ||
+            time != sim::DeviceState{}.hardware_watchdog_disable_time ||
+            !qz_nds_get_mqtt_port(client.handle, &port) || port != sim::DeviceState{}.mqtt_port)
+          ++failures;
+      }
+    });
+  for (auto &t : threads) t.join();
+  EXPECT_EQ(failures, 0);
+  EXPECT_EQ(sim.stats().requests, 1600u);
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ namespace qz::sim::test {
 using Bytes = std::vector<uint8_t>;
 using namespace std::chrono_literals;
 
-// "00 01 ab" -> bytes; the test's own spelling of expected wire data.
+// "00 01 ab" -> bytes.
 inline Bytes hex(std::string_view text) {
   Bytes out;
   std::string digits;
@@ -38,17 +38,12 @@ inline Bytes hex(std::string_view text) {
   return out;
 }
 
-inline Bytes text_bytes(std::string_view text) {
-  return Bytes(text.begin(), text.end());
-}
-
 inline Bytes concat(std::initializer_list<Bytes> parts) {
   Bytes out;
   for (const auto &p : parts) out.insert(out.end(), p.begin(), p.end());
   return out;
 }
 
-// A length-prefixed text as the protocol carries it.
 inline Bytes lp(std::string_view text) {
   Bytes out;
   wire::Writer(out).lp_text(text);
@@ -86,7 +81,6 @@ class Client {
   using Clock = std::chrono::steady_clock;
 
  public:
-  // Connects to 127.0.0.1:port; connected() tells whether it worked.
   explicit Client(uint16_t port) : fd_(::socket(AF_INET, SOCK_STREAM, 0)) {
     sockaddr_in addr{};
     addr.sin_family = AF_INET;

@@ -1,5 +1,5 @@
-// State as JSON and in files, and the command line fault grammar.
-#include <cstdio>
+// State as JSON (files are the CLI suite's --sim-state run), and the command line
+// fault grammar.
 #include <tuple>
 
 #include "sim_client.h"
@@ -59,25 +59,6 @@ TEST(SimState, BadJsonIsRefusedWithTheKeyAndLeavesTheState) {
     EXPECT_NE(error.find(key), std::string::npos) << error;
     EXPECT_TRUE(s == DeviceState{});
   }
-}
-
-class SimStateFiles : public SimTest {};
-
-// A state changed over the wire is saved, loaded by another simulator, and refused with
-// the path once the file is gone.
-TEST_F(SimStateFiles, SavedStateLoadsIntoAnotherSimulator) {
-  const std::string path = ::testing::TempDir() + "qz_sim_state" + std::to_string(::getpid()) + ".json";
-  sim_->set_state(unusual_state());
-  ASSERT_EQ(connect()->exchange(169, 147, 1, {60}).code, 0);
-  std::string error;
-  ASSERT_TRUE(sim_->save_state(path, &error)) << error;
-  DeviceSim other{SimOptions{.port = 0}};
-  ASSERT_TRUE(other.load_state(path, &error)) << error;
-  EXPECT_TRUE(other.state() == sim_->state());
-  EXPECT_EQ(other.state().framerate, 60);
-  std::remove(path.c_str());
-  EXPECT_FALSE(other.load_state(path, &error));
-  EXPECT_NE(error.find(path), std::string::npos);
 }
 
 // Every field a fault text can set (raw_hook has no spelling).
