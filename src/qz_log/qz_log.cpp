@@ -170,22 +170,11 @@ void rotate(LogState &s) {
   }
 }
 
+// Levels without a name are shown as L<number>.
 const char *level_name(int level, char (&buffer)[16]) {
-  switch (level) {
-    case 0:
-      return "DEBUG";
-    case 1:
-      return "INFO";
-    case 2:
-      return "NOTICE";
-    case 3:
-      return "WARN";
-    case 4:
-      return "ERROR";
-    default:
-      std::snprintf(buffer, sizeof(buffer), "L%d", level);
-      return buffer;
-  }
+  if (const char *name = qz_log_level_name(level)) return name;
+  std::snprintf(buffer, sizeof(buffer), "L%d", level);
+  return buffer;
 }
 
 void format_time(char (&buffer)[32]) {
@@ -236,6 +225,11 @@ QZ_LOG_API void qz_log_uninit(void) {
     s.file = nullptr;
   }
   s.update_destinations();
+}
+
+QZ_LOG_API const char *qz_log_level_name(int level) {
+  static const char *const kNames[] = {"DEBUG", "INFO", "NOTICE", "WARN", "ERROR"};
+  return level >= 0 && level < 5 ? kNames[level] : nullptr;
 }
 
 QZ_LOG_API void qz_log_set_sink(qz_log_sink_fn sink, void *user) {

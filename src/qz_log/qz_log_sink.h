@@ -15,6 +15,10 @@ typedef void (*qz_log_sink_fn)(void *user, int level, const char *module, const 
 
 QZ_LOG_API void qz_log_set_sink(qz_log_sink_fn sink, void *user);
 
+/* Name of a level as log lines show it ("DEBUG", "INFO", "NOTICE", "WARN",
+   "ERROR" for 0 to 4); null for any other level. */
+QZ_LOG_API const char *qz_log_level_name(int level);
+
 #ifdef __cplusplus
 }
 #endif

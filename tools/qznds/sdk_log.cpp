@@ -7,27 +7,6 @@
 
 namespace qznds {
 
-namespace {
-
-const char *level_name(int level) {
-  switch (level) {
-    case 0:
-      return "DEBUG";
-    case 1:
-      return "INFO";
-    case 2:
-      return "NOTICE";
-    case 3:
-      return "WARN";
-    case 4:
-      return "ERROR";
-    default:
-      return "LOG";
-  }
-}
-
-}  // namespace
-
 SdkLog::SdkLog(bool echo) : echo_(echo) {
   qz_log_set_sink(&SdkLog::sink, this);
 }
@@ -66,9 +45,11 @@ void SdkLog::sink(void *user, int level, const char * /*module*/, const char * /
 void SdkLog::add(int level, const char *function, const char *message) {
   LogLine line{level, function != nullptr ? function : "", message != nullptr ? message : ""};
   std::lock_guard guard(mutex_);
-  if (echo_)
-    std::fprintf(stderr, "qz_nds %s %s: %s\n", level_name(level), line.function.c_str(),
+  if (echo_) {
+    const char *name = qz_log_level_name(level);
+    std::fprintf(stderr, "qz_nds %s %s: %s\n", name != nullptr ? name : "LOG", line.function.c_str(),
                  line.message.c_str());
+  }
   if (lines_.size() == kMaxLines) {
     lines_.pop_front();
     ++dropped_;
