@@ -12,7 +12,6 @@
 #include <future>
 #include <memory>
 #include <mutex>
-#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -46,7 +45,7 @@ inline Bytes make_frame(std::size_t payload, std::uint8_t fill = 0xAB, std::uint
   put_be32(f, seq);
   put_be32(f, payload);
   f.insert(f.end(), payload, fill);
-  for (char c : std::string_view("QZEND")) f.push_back(static_cast<std::uint8_t>(c));
+  f.insert(f.end(), {'Q', 'Z', 'E', 'N', 'D'});
   return f;
 }
 
@@ -85,8 +84,7 @@ class TestServer {
   // The index-th accepted connection, or null after 5 s.
   ConnPtr wait_conn(std::size_t index) {
     std::unique_lock<std::mutex> lock(mutex_);
-    if (!cv_.wait_for(lock, 5s, [&] { return conns_.size() > index; })) return nullptr;
-    return conns_[index];
+    return cv_.wait_for(lock, 5s, [&] { return conns_.size() > index; }) ? conns_[index] : nullptr;
   }
 
   // Writes on the server thread and waits for the write to complete.
@@ -135,10 +133,8 @@ class TestServer {
     auto c = std::make_shared<Conn>(ctx_);
     acceptor_.async_accept(c->socket, [this, c](const asio::error_code &ec) {
       if (ec) return;
-      {
-        std::lock_guard<std::mutex> lock(mutex_);
-        conns_.push_back(c);
-      }
+      std::lock_guard<std::mutex> lock(mutex_);
+      conns_.push_back(c);
       cv_.notify_all();
       read(c);
       accept();
@@ -147,11 +143,9 @@ class TestServer {
 
   void read(const ConnPtr &c) {
     c->socket.async_read_some(asio::buffer(c->buffer), [this, c](const asio::error_code &ec, std::size_t n) {
-      {
-        std::lock_guard<std::mutex> lock(mutex_);
-        if (ec) c->eof = true;
-        if (!ec) c->received.insert(c->received.end(), c->buffer.begin(), c->buffer.begin() + n);
-      }
+      std::lock_guard<std::mutex> lock(mutex_);
+      if (ec) c->eof = true;
+      if (!ec) c->received.insert(c->received.end(), c->buffer.begin(), c->buffer.begin() + n);
       cv_.notify_all();
       if (!ec) read(c);
     });
