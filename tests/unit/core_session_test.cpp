@@ -1,9 +1,8 @@
 // The session core through the scripted transport: lifecycle, connection
 // state, sequence numbers, the receive path and the command transaction.
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <thread>
 
 #include "qz_net.h"
@@ -55,12 +54,46 @@ TEST(Lifecycle, ForeignOrNullHandlesAreRefusedWithoutALogLine) {
     char text[32];
     uint32_t len = 0;
     EXPECT_FALSE(qz_nds_get_sn(handle, text, &len));
-    EXPECT_FALSE(qz_nds_get_machine_info(handle, nullptr, nullptr, text, nullptr, nullptr, nullptr));
-    EXPECT_FALSE(qz_nds_set_ip_info(handle, 1, "a", "b", "c", "d", "e"));
-    EXPECT_FALSE(qz_nds_get_ip_info(handle, nullptr, text, nullptr, nullptr, nullptr, nullptr));
     qz_nds_handle copy = handle;
     EXPECT_FALSE(qz_nds_uninit(&copy));
   }
+  EXPECT_TRUE(log.lines().empty());
+}
+
+// Every export checks the handle the same way (above); each checks its own
+// pointers, refusing null ones before anything is sent.
+TEST_F(SessionTest, NullArgumentsAreRefusedWithoutSendingOrALine) {
+  answer_all(lp_text("x"));
+  char b[128];
+  uint8_t data[4], flag = 0;
+  uint16_t port = 0;
+  uint32_t len = 4, v = 0;
+  const std::function<bool()> calls[] = {
+      [&] { return qz_nds_get_account_info(handle, data, nullptr); },
+      [&] { return qz_nds_get_account_info(handle, nullptr, &len); },  // not a size query: len is 4
+      [&] { return qz_nds_set_account_info(handle, nullptr, 3); },
+      [&] { return qz_nds_set_passive_wireless_power_status(handle, &v, nullptr, &v); },
+      [&] { return qz_nds_get_passive_wireless_power_status(handle, &v, &v, nullptr); },
+      [&] { return qz_nds_set_passive_wireless_domain(handle, nullptr, 1); },
+      [&] { return qz_nds_get_passive_wireless_domain(handle, nullptr, &v); },
+      [&] { return qz_nds_get_passive_wireless_domain(handle, b, nullptr); },
+      [&] { return qz_nds_set_mqtt_ip(handle, nullptr); },
+      [&] { return qz_nds_set_mqtt_passwd(handle, nullptr); },
+      [&] { return qz_nds_get_mqtt_user(handle, nullptr, &len); },
+      [&] { return qz_nds_get_mqtt_ip(handle, b, nullptr); },
+      [&] { return qz_nds_get_mqtt_port(handle, nullptr); },
+      [&] { return qz_nds_get_mqtt_work(handle, nullptr); },
+      [&] { return qz_nds_set_visual_user(handle, nullptr); },
+      [&] { return qz_nds_get_visual_passwd(handle, nullptr, &len); },
+      [&] { return qz_nds_get_visual_ip(handle, b, nullptr); },
+      [&] { return qz_nds_get_visual_zoom_control_flag(handle, nullptr); },
+      [&] { return qz_nds_28181_set_para(handle, 0, nullptr, 1, "", "", ""); },
+      [&] { return qz_nds_28181_set_para(handle, 1, "", 1, "", "", nullptr); },
+      [&] { return qz_nds_28181_get_para(handle, &flag, b, nullptr, b, b, b); },
+      [&] { return qz_nds_28181_get_para(handle, &flag, b, &port, b, nullptr, b); },
+  };
+  for (std::size_t i = 0; i < std::size(calls); ++i) EXPECT_FALSE(calls[i]()) << "call " << i;
+  EXPECT_TRUE(net.sent().empty());
   EXPECT_TRUE(log.lines().empty());
 }
 

@@ -1,9 +1,6 @@
 // The wake-up of waiting commands: a signal given before the wait is kept,
 // and with many callers on one session each is woken by its own answer only
-// and reports that answer, never a neighbour's or a later one. (Timeouts and
-// the lock released during a wait show in the session tests.)
-#include <gtest/gtest.h>
-
+// and reports that answer, never a neighbour's or a later one.
 #include <algorithm>
 #include <atomic>
 #include <barrier>
@@ -95,6 +92,14 @@ Bytes u32s(std::initializer_list<uint32_t> values) {
 std::optional<uint32_t> when(bool ok, uint32_t value) {
   return ok ? std::optional(value) : std::nullopt;
 }
+// The texts hold NUL bytes; no terminator is added behind them.
+template <bool (*Get)(qz_nds_handle, char *, uint32_t *)>
+std::optional<uint32_t> read_text(qz_nds_handle h) {
+  uint8_t text[16] = {0, 0, 0, 0, 0xEE};
+  uint32_t len = 0;
+  const bool ok = Get(h, reinterpret_cast<char *>(text), &len);
+  return when(ok && len == 4 && text[4] == 0xEE, wire::load_be32(text));
+}
 
 // clang-format off
 const OwnAnswerCase kOwnAnswerCases[] = {
@@ -118,21 +123,8 @@ const OwnAnswerCase kOwnAnswerCases[] = {
        const bool ok = qz_nds_get_passive_wireless_domain(h, reinterpret_cast<char *>(domain), &value);
        return when(ok && wire::load_be32(domain) == value, value);
      }, ~0u},
-    // The texts hold NUL bytes; no terminator is added behind them.
-    {"visual ip", [](uint32_t s) { return u32s({4, s}); },
-     [](qz_nds_handle h) {
-       uint8_t ip[16] = {0, 0, 0, 0, 0xEE};
-       uint32_t len = 0;
-       const bool ok = qz_nds_get_visual_ip(h, reinterpret_cast<char *>(ip), &len);
-       return when(ok && len == 4 && ip[4] == 0xEE, wire::load_be32(ip));
-     }, ~0u},
-    {"mqtt user", [](uint32_t s) { return u32s({4, s}); },
-     [](qz_nds_handle h) {
-       uint8_t user[16] = {0, 0, 0, 0, 0xEE};
-       uint32_t len = 0;
-       const bool ok = qz_nds_get_mqtt_user(h, reinterpret_cast<char *>(user), &len);
-       return when(ok && len == 4 && user[4] == 0xEE, wire::load_be32(user));
-     }, ~0u},
+    {"visual ip", [](uint32_t s) { return u32s({4, s}); }, read_text<qz_nds_get_visual_ip>, ~0u},
+    {"mqtt user", [](uint32_t s) { return u32s({4, s}); }, read_text<qz_nds_get_mqtt_user>, ~0u},
     {"ip info", [](uint32_t s) { Bytes b{1}; wire::Writer(b).text_field(std::to_string(s), 75); return b; },
      [](qz_nds_handle h) {
        char text1[16] = {};

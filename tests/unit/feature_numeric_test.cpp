@@ -1,8 +1,5 @@
-// Numeric settings through the scripted transport: one byte on the wire, the
-// whole value remembered once accepted, getters answering from the session,
-// and the system time block carried unchanged.
-#include <gtest/gtest.h>
-
+// Numeric settings: one byte on the wire, the whole value remembered once
+// accepted, getters answering from the session; the system time block.
 #include <string>
 #include <vector>
 

@@ -11,14 +11,6 @@ namespace {
 
 using AccountTest = SessionTest;
 
-// The device answers every request under the read's sub command 129.
-void answer_as_read(FakeNet &net, const std::string &info) {
-  net.set_responder([info](const wire::FrameView &request) {
-    return std::vector<Bytes>{
-        wire::make_frame(wire::kPackageResponse, 48, 129, 0, request.header.seq, lp_text(info))};
-  });
-}
-
 // *len is the capacity on entry and the info's size on return; the bytes are
 // copied only when they fit, and nothing is written past them.
 TEST_F(AccountTest, LengthContract) {
@@ -60,7 +52,10 @@ TEST_F(AccountTest, WriteSendsTheBytesUnchanged) {
   EXPECT_EQ(view_request(last_sent()).header.main, 48);
   EXPECT_EQ(view_request(last_sent()).header.sub, 128);
   EXPECT_EQ(last_payload(), info);
-  answer_as_read(net, "echo");
+  net.set_responder([](const wire::FrameView &request) {  // the read's answer, sub 129
+    return std::vector<Bytes>{
+        wire::make_frame(wire::kPackageResponse, 48, 129, 0, request.header.seq, lp_text("echo"))};
+  });
   EXPECT_TRUE(qz_nds_set_account_info(handle, info.data(), static_cast<uint32_t>(info.size())));
   EXPECT_TRUE(qz_nds_set_account_info(handle, nullptr, 0));  // an empty write is a valid command
   EXPECT_TRUE(last_payload().empty());
@@ -99,18 +94,6 @@ TEST_F(AccountTest, RefusedShortOrHostileAnswersChangeNothing) {
     EXPECT_EQ(log.contains(nds::kLogError, "NetDevSetting::on_response_account", message), c.missing > 0);
     EXPECT_FALSE(log.mentions("sec"));
   }
-}
-
-TEST_F(AccountTest, NullPointersAreRefusedWithoutSending) {
-  uint8_t data[4];
-  uint32_t len = 4;
-  EXPECT_FALSE(qz_nds_get_account_info(handle, data, nullptr));
-  EXPECT_FALSE(qz_nds_get_account_info(handle, nullptr, &len));
-  EXPECT_FALSE(qz_nds_set_account_info(handle, nullptr, 3));
-  EXPECT_FALSE(qz_nds_get_account_info(nullptr, data, &len));
-  EXPECT_FALSE(qz_nds_set_account_info(nullptr, data, 1));
-  EXPECT_TRUE(net.sent().empty());
-  EXPECT_TRUE(log.lines().empty());
 }
 
 }  // namespace

@@ -1,8 +1,6 @@
-// GB/T 28181 parameters through the scripted transport: the record's bytes,
-// the 64-byte text fields of the read, the disabled answer that keeps the
-// last enabled texts, and answers cut short.
-#include <gtest/gtest.h>
-
+// GB/T 28181 parameters: the record's bytes, the 64-byte text fields of the
+// read, the disabled answer that keeps the last enabled texts, and answers
+// cut short.
 #include <array>
 #include <cstring>
 #include <string>

@@ -1,8 +1,5 @@
-// Visual camera link settings through the scripted transport: the serial
-// number record and its checks, and failed or short answers that leave the
-// caller's outputs and the cache alone.
-#include <gtest/gtest.h>
-
+// Visual camera link settings: the serial number record and its checks, and
+// failed or short answers that leave the caller's outputs and the cache alone.
 #include <string>
 
 #include "session_fixture.h"

@@ -1,9 +1,7 @@
 // No export writes a password, a user name, account info or another secret
 // into a log line: every export that carries one runs against a device that
-// accepts, refuses, cuts or echoes it, and the captured log must not show
-// the secret, a piece of it or its bytes in hex.
-#include <gtest/gtest.h>
-
+// accepts, refuses, cuts or echoes it, or without a connection, and the
+// captured log must not show the secret, a piece of it or its bytes in hex.
 #include <cstdio>
 #include <functional>
 #include <string>
@@ -15,27 +13,22 @@
 namespace qz::test {
 namespace {
 
-using Call = std::function<void(qz_nds_handle, const std::string &secret)>;
-using Answer = std::function<Bytes(const std::string &secret)>;
-
 // An export that carries a secret: how to call it with one, and the answer
 // of a device that sends one back (none for a set).
 struct SecretExport {
   const char *name;
-  Call call;
-  Answer answer;
+  std::function<void(qz_nds_handle, const std::string &secret)> call;
+  std::function<Bytes(const std::string &secret)> answer;
 };
 
 void PrintTo(const SecretExport &e, std::ostream *out) {
   *out << e.name;
 }
 
-Bytes lp(const std::string &text) {
-  Bytes out;
-  wire::Writer(out).lp_text(text);
-  return out;
+template <bool (*Set)(qz_nds_handle, const char *)>
+void set_text(qz_nds_handle h, const std::string &s) {
+  Set(h, s.c_str());
 }
-
 template <bool (*Get)(qz_nds_handle, char *, uint32_t *)>
 void get_text(qz_nds_handle h, const std::string &) {
   char buffer[256];
@@ -44,25 +37,19 @@ void get_text(qz_nds_handle h, const std::string &) {
 }
 
 const SecretExport kExports[] = {
-    {"set_visual_user",
-     [](qz_nds_handle h, const std::string &s) { qz_nds_set_visual_user(h, s.c_str()); },
-     {}},
-    {"get_visual_user", get_text<qz_nds_get_visual_user>, lp},
-    {"set_visual_passwd",
-     [](qz_nds_handle h, const std::string &s) { qz_nds_set_visual_passwd(h, s.c_str()); },
-     {}},
-    {"get_visual_passwd", get_text<qz_nds_get_visual_passwd>, lp},
+    {"set_visual_user", set_text<qz_nds_set_visual_user>, {}},
+    {"get_visual_user", get_text<qz_nds_get_visual_user>, lp_text},
+    {"set_visual_passwd", set_text<qz_nds_set_visual_passwd>, {}},
+    {"get_visual_passwd", get_text<qz_nds_get_visual_passwd>, lp_text},
     {"set_visual_sn",
      [](qz_nds_handle h, const std::string &s) {
        qz_nds_set_visual_sn(h, 1, 0, s.c_str(), static_cast<uint32_t>(s.size()));
      },
      {}},
-    {"set_mqtt_user", [](qz_nds_handle h, const std::string &s) { qz_nds_set_mqtt_user(h, s.c_str()); }, {}},
-    {"get_mqtt_user", get_text<qz_nds_get_mqtt_user>, lp},
-    {"set_mqtt_passwd",
-     [](qz_nds_handle h, const std::string &s) { qz_nds_set_mqtt_passwd(h, s.c_str()); },
-     {}},
-    {"get_mqtt_passwd", get_text<qz_nds_get_mqtt_passwd>, lp},
+    {"set_mqtt_user", set_text<qz_nds_set_mqtt_user>, {}},
+    {"get_mqtt_user", get_text<qz_nds_get_mqtt_user>, lp_text},
+    {"set_mqtt_passwd", set_text<qz_nds_set_mqtt_passwd>, {}},
+    {"get_mqtt_passwd", get_text<qz_nds_get_mqtt_passwd>, lp_text},
     {"set_account_info",
      [](qz_nds_handle h, const std::string &s) {
        qz_nds_set_account_info(h, reinterpret_cast<const uint8_t *>(s.data()),
@@ -75,7 +62,7 @@ const SecretExport kExports[] = {
        uint32_t len = sizeof data;
        qz_nds_get_account_info(h, data, &len);
      },
-     lp},
+     lp_text},
     {"28181_set_para",
      [](qz_nds_handle h, const std::string &s) {
        qz_nds_28181_set_para(h, 1, s.c_str(), 5060, s.c_str(), s.c_str(), s.c_str());
@@ -116,26 +103,9 @@ enum class Device {
   cuts,           // the answer without its last byte
   echoes,         // code 3, the request's own payload (with the secret) as payload
   garbage_first,  // the secret as bare bytes, then a refusal
+  not_connected,  // the request is never sent
 };
-const char *name_of(Device d) {
-  switch (d) {
-    case Device::accepts:
-      return "accepts";
-    case Device::refuses:
-      return "refuses";
-    case Device::cuts:
-      return "cuts";
-    case Device::echoes:
-      return "echoes";
-    case Device::garbage_first:
-      return "garbage_first";
-  }
-  return "?";
-}
-
-void PrintTo(Device d, std::ostream *out) {
-  *out << name_of(d);
-}
+const char *const kDeviceNames[] = {"accepts", "refuses", "cuts", "echoes", "garbage_first", "not_connected"};
 
 // A secret with printf directives too: it must never become a format.
 const std::string kSecret = "Pw-7%s%n-s3cr3t!";
@@ -156,70 +126,57 @@ std::vector<std::string> traces_of(const std::string &secret) {
   return out;
 }
 
-class SecretsLog : public SessionTest,
-                   public ::testing::WithParamInterface<std::tuple<SecretExport, Device>> {
- protected:
-  void script(Device device, const Answer &answer) {
-    net.set_responder([device, answer](const wire::FrameView &r) {
-      Bytes payload = answer ? answer(kSecret) : Bytes{};
-      switch (device) {
-        case Device::accepts:
-          return std::vector<Bytes>{response_to(r, payload)};
-        case Device::refuses:
-          return std::vector<Bytes>{response_to(r, payload, 1)};
-        case Device::cuts:
-          if (!payload.empty()) payload.pop_back();
-          return std::vector<Bytes>{response_to(r, payload)};
-        case Device::echoes:
-          return std::vector<Bytes>{response_to(r, Bytes(r.payload, r.payload + r.payload_size), 3)};
-        case Device::garbage_first:
-          return std::vector<Bytes>{Bytes(kSecret.begin(), kSecret.end()), response_to(r, payload, 1)};
-      }
-      return std::vector<Bytes>{};
-    });
+std::vector<Bytes> device_answer(Device device, const SecretExport &e, const wire::FrameView &r) {
+  Bytes payload = e.answer ? e.answer(kSecret) : Bytes{};
+  switch (device) {
+    case Device::accepts:
+      return {response_to(r, payload)};
+    case Device::refuses:
+      return {response_to(r, payload, 1)};
+    case Device::cuts:
+      if (!payload.empty()) payload.pop_back();
+      return {response_to(r, payload)};
+    case Device::echoes:
+      return {response_to(r, Bytes(r.payload, r.payload + r.payload_size), 3)};
+    case Device::garbage_first:
+      return {Bytes(kSecret.begin(), kSecret.end()), response_to(r, payload, 1)};
+    case Device::not_connected:
+      break;
   }
-};
+  return {};
+}
 
-void expect_no_trace(const LogCapture &log) {
+class SecretsLog : public SessionTest,
+                   public ::testing::WithParamInterface<std::tuple<SecretExport, Device>> {};
+
+TEST_P(SecretsLog, NoLogLineShowsTheSecret) {
+  const auto &[exported, device] = GetParam();
+  if (device == Device::not_connected) {
+    ASSERT_TRUE(qz_nds_disconnect(handle));
+    log.clear();
+  }
+  net.set_responder([&, device](const wire::FrameView &r) { return device_answer(device, exported, r); });
+  exported.call(handle, kSecret);
+  // A failed exchange was logged, so the capture saw lines to look through.
+  if (device == Device::not_connected) {
+    EXPECT_TRUE(log.mentions("device is not connected"));
+  } else if (device != Device::accepts && (device != Device::cuts || exported.answer)) {
+    EXPECT_FALSE(log.lines().empty());
+  }
   for (const std::string &trace : traces_of(kSecret)) {
     EXPECT_FALSE(log.mentions(trace)) << "\"" << trace << "\" in the log";
   }
 }
 
-TEST_P(SecretsLog, NoLogLineShowsTheSecret) {
-  const auto &[exported, device] = GetParam();
-  script(device, exported.answer);
-  exported.call(handle, kSecret);
-  // A failed exchange was logged, so the capture saw lines to look through.
-  const bool fails = device != Device::accepts && (device != Device::cuts || exported.answer);
-  if (fails) {
-    EXPECT_FALSE(log.lines().empty());
-  }
-  expect_no_trace(log);
-}
-
 INSTANTIATE_TEST_SUITE_P(Exports, SecretsLog,
                          ::testing::Combine(::testing::ValuesIn(kExports),
                                             ::testing::Values(Device::accepts, Device::refuses, Device::cuts,
-                                                              Device::echoes, Device::garbage_first)),
+                                                              Device::echoes, Device::garbage_first,
+                                                              Device::not_connected)),
                          [](const auto &info) {
                            return std::string(std::get<0>(info.param).name) + "_" +
-                                  name_of(std::get<1>(info.param));
+                                  kDeviceNames[static_cast<int>(std::get<1>(info.param))];
                          });
-
-// Without a connection the refusal names no argument either.
-class SecretsLogNotConnected : public SessionTest, public ::testing::WithParamInterface<SecretExport> {};
-
-TEST_P(SecretsLogNotConnected, RefusalShowsNoSecret) {
-  ASSERT_TRUE(qz_nds_disconnect(handle));
-  log.clear();
-  GetParam().call(handle, kSecret);
-  EXPECT_TRUE(log.mentions("device is not connected"));
-  expect_no_trace(log);
-}
-
-INSTANTIATE_TEST_SUITE_P(Exports, SecretsLogNotConnected, ::testing::ValuesIn(kExports),
-                         [](const auto &info) { return std::string(info.param.name); });
 
 }  // namespace
 }  // namespace qz::test
