@@ -1,6 +1,7 @@
 // The benchmark's own parts: the lean device must answer like the simulated
-// device, in order, to every client; the baselines must match answers to
-// their callers; the load must reach every session.
+// device, in order, to every client (pipelined requests go through its request
+// cutter); the baselines must match answers to their callers; the load must
+// reach every session.
 #include "lean_device.h"
 
 #include <gtest/gtest.h>
@@ -19,52 +20,6 @@ namespace qz::bench {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
-
-Bytes concat(std::initializer_list<Bytes> parts) {
-  Bytes out;
-  for (const Bytes &p : parts) out.insert(out.end(), p.begin(), p.end());
-  return out;
-}
-
-// Every frame the cutter delivers, as (seq, size), over `stream` fed in
-// pieces of `step` bytes.
-std::vector<std::pair<uint32_t, std::size_t>> cut(const Bytes &stream, std::size_t step) {
-  RequestCutter cutter;
-  std::vector<std::pair<uint32_t, std::size_t>> frames;
-  for (std::size_t at = 0; at < stream.size(); at += step) {
-    const std::size_t n = std::min(step, stream.size() - at);
-    cutter.feed(stream.data() + at, n, [&](const uint8_t *p, std::size_t size) {
-      frames.emplace_back(wire::load_be32(p + wire::kOffSeq), size);
-    });
-  }
-  return frames;
-}
-
-TEST(RequestCutter, FindsEveryFrameWhateverTheReadBoundaries) {
-  const Bytes a = query_frame(169, 159, 1);
-  const Bytes b = wire::make_frame(wire::kPackageRequest, 169, 158, 2, 2, Bytes{0, 0, 7, 91});
-  Bytes bad_total = query_frame(169, 159, 9);
-  wire::store_be32(bad_total.data() + wire::kOffTotalLength, 27);
-  const Bytes stream = concat({Bytes{'x', 'Q', 'Z'}, a, bad_total, Bytes{'Q', 'Z', 'S'}, b});
-  // The bad frame's own flag is skipped; the frames after it are found.
-  const std::vector<std::pair<uint32_t, std::size_t>> expected = {{1, a.size()}, {2, b.size()}};
-  for (std::size_t step : {std::size_t{1}, std::size_t{5}, std::size_t{29}, stream.size()}) {
-    SCOPED_TRACE(step);
-    EXPECT_EQ(cut(stream, step), expected);
-  }
-}
-
-TEST(RequestCutter, KeepsOnlyAnUnfinishedFrame) {
-  const Bytes a = query_frame(174, 130, 3);
-  RequestCutter cutter;
-  int frames = 0;
-  cutter.feed(a.data(), a.size() - 1, [&](const uint8_t *, std::size_t) { ++frames; });
-  EXPECT_EQ(frames, 0);
-  EXPECT_EQ(cutter.kept(), a.size() - 1);
-  cutter.feed(a.data() + a.size() - 1, 1, [&](const uint8_t *, std::size_t) { ++frames; });
-  EXPECT_EQ(frames, 1);
-  EXPECT_EQ(cutter.kept(), 0u);
-}
 
 // What the simulated device answers to one request on a fresh state.
 Bytes simulated_answer(const Bytes &request, sim::DeviceState &state) {
