@@ -145,6 +145,35 @@ TEST(QzNet, ConnectedBeforeConnectReturnsThenWholeFramesBothWays) {
   EXPECT_EQ(server.wait_received(conn, cat(expected).size()), cat(expected));
 }
 
+// All clients read through the I/O thread's one buffer. Frames around its size and far
+// beyond, and many small ones, written to several clients at once, arrive whole and only
+// at their own client.
+TEST(QzNet, ClientsSharingTheReadBufferGetWholeFramesOfEverySize) {
+  constexpr std::size_t kClients = 4, kFrames = 300;
+  auto frames_of = [](std::size_t c) {
+    const auto fill = static_cast<std::uint8_t>(c);
+    std::vector<Bytes> out;
+    for (std::size_t size : {0, 100, 4096, 65536 - 28, 65536, 65536 + 1, 200000, 7})
+      out.push_back(make_frame(size, fill, static_cast<std::uint32_t>(out.size())));
+    while (out.size() < kFrames) out.push_back(make_frame(out.size() * 97 % 5000, fill, out.size()));
+    return out;
+  };
+  TestServer server;
+  std::vector<Recorder> recs(kClients);
+  std::vector<Client> clients(kClients);
+  std::vector<TestServer::ConnPtr> conns;
+  for (std::size_t c = 0; c < kClients; ++c) {
+    ASSERT_TRUE(clients[c].connect("127.0.0.1", server.port(), recs[c]));
+    conns.push_back(server.wait_conn(c));
+    ASSERT_NE(conns.back(), nullptr);
+  }
+  std::vector<std::thread> writers;
+  for (std::size_t c = 0; c < kClients; ++c)
+    writers.emplace_back([&, c] { EXPECT_TRUE(server.send(conns[c], cat(frames_of(c)))); });
+  for (auto &w : writers) w.join();
+  for (std::size_t c = 0; c < kClients; ++c) EXPECT_EQ(recs[c].data(kFrames), frames_of(c)) << "client " << c;
+}
+
 // A port in the text wins over the argument; names are resolved; IPv6 with and without
 // brackets (where this host has an IPv6 loopback).
 TEST(QzNet, AddressForms) {
@@ -265,28 +294,49 @@ TEST(QzNet, NoCallbackAfterDisconnectOrUninit) {
   }
 }
 
-// Every frame arrives whole, and each thread's frames in its order.
-TEST(QzNet, ConcurrentSendsAreNotInterleaved) {
-  TestServer server;
+// Sends queue behind the write in progress. While the peer does not read, that write
+// stalls and the senders wait once the queue is full: the bytes taken stop growing, far
+// below what the senders hold. Once the peer reads, every frame arrives whole, and each
+// thread's frames in its order.
+TEST(QzNet, ConcurrentSendsQueueBehindAStalledWriteUpToABound) {
+  TestServer server("127.0.0.1", /*reading=*/false);
   Recorder rec;
   Client client;
   ASSERT_TRUE(client.connect("127.0.0.1", server.port(), rec));
   auto conn = server.wait_conn(0);
   ASSERT_NE(conn, nullptr);
 
-  constexpr std::uint32_t kThreads = 8, kFrames = 400;
+  constexpr std::uint32_t kThreads = 8, kFrames = 4000;   // about 48 MB
   auto frame_of = [](std::uint32_t t, std::uint32_t i) {  // the seq holds thread and index
     return make_frame((i * 37 + t * 11) % 3000, static_cast<std::uint8_t>(t), t << 24 | i);
   };
   std::size_t expected_bytes = 0;
+  std::atomic<std::size_t> taken{0};
   std::atomic<int> failures{0};
   std::vector<std::thread> threads;
   for (std::uint32_t t = 0; t < kThreads; ++t) {
     for (std::uint32_t i = 0; i < kFrames; ++i) expected_bytes += frame_of(t, i).size();
     threads.emplace_back([&, t] {
-      for (std::uint32_t i = 0; i < kFrames; ++i) failures += client.send(frame_of(t, i)) ? 0 : 1;
+      for (std::uint32_t i = 0; i < kFrames; ++i) {
+        const Bytes f = frame_of(t, i);
+        if (client.send(f))
+          taken += f.size();
+        else
+          ++failures;
+      }
     });
   }
+  // Loopback buffers take a few MiB, the queue 1 MiB. Reading must start within the
+  // 10 s after which a stalled write fails.
+  std::size_t before = 0, after = taken;
+  for (int polls = 0; polls < 40 && (after == 0 || after != before); ++polls) {
+    before = after;
+    std::this_thread::sleep_for(100ms);
+    after = taken;
+  }
+  EXPECT_EQ(after, before);
+  EXPECT_LT(after, std::size_t{16} << 20);
+  server.start_reading(conn);
   for (auto &th : threads) th.join();
   EXPECT_EQ(failures.load(), 0);
 

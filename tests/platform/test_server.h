@@ -1,6 +1,6 @@
 // Helpers of the platform tests: a frame builder, and a small asio TCP server that
 // accepts on an ephemeral loopback port, records what each connection receives and lets
-// the test send, close or reset.
+// the test send, close or reset, or hold off reading as a stalled peer would.
 #ifndef QZ_PLATFORM_TEST_SERVER_H
 #define QZ_PLATFORM_TEST_SERVER_H
 
@@ -60,9 +60,11 @@ class TestServer {
   };
   using ConnPtr = std::shared_ptr<Conn>;
 
-  explicit TestServer(const char *address = "127.0.0.1")
+  // With `reading` false, a connection is read only after start_reading.
+  explicit TestServer(const char *address = "127.0.0.1", bool reading = true)
       : work_(asio::make_work_guard(ctx_)),
-        acceptor_(ctx_, tcp::endpoint(asio::ip::make_address(address), 0)) {
+        acceptor_(ctx_, tcp::endpoint(asio::ip::make_address(address), 0)),
+        reading_(reading) {
     accept();
     thread_ = std::thread([this] { ctx_.run(); });
   }
@@ -95,6 +97,10 @@ class TestServer {
                         [&](const asio::error_code &ec, std::size_t) { done.set_value(!ec); });
     });
     return done.get_future().get();
+  }
+
+  void start_reading(const ConnPtr &c) {
+    asio::post(ctx_, [this, c] { read(c); });
   }
 
   // Closes the connection; with `reset` (SO_LINGER 0) the peer sees a reset.
@@ -136,7 +142,7 @@ class TestServer {
       std::lock_guard<std::mutex> lock(mutex_);
       conns_.push_back(c);
       cv_.notify_all();
-      read(c);
+      if (reading_) read(c);
       accept();
     });
   }
@@ -154,6 +160,7 @@ class TestServer {
   asio::io_context ctx_;
   asio::executor_work_guard<asio::io_context::executor_type> work_;
   tcp::acceptor acceptor_;
+  const bool reading_;
   std::thread thread_;
   std::mutex mutex_;
   std::condition_variable cv_;
