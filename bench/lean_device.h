@@ -47,8 +47,6 @@ class RequestCutter {
   template <class OnFrame>
   void feed(const uint8_t *data, std::size_t n, OnFrame &&on_frame);
 
-  std::size_t kept() const { return kept_.size(); }
-
  private:
   // Length of the whole frame at p, 0 when [p, p + n) holds only part of one,
   // or -1 when p cannot start a frame.

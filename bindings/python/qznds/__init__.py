@@ -9,46 +9,19 @@ The shared library is taken from $QZNDS_LIBRARY (full path), from beside this
 package, or from the system's library path.
 """
 
+from . import records
 from ._library import LIBRARY_NAME, LibraryNotFoundError, load
 from .device import SYSTEM_TIME_SIZE, Device, DeviceError
-from .records import (
-    CHANNEL_NAME_ITEM,
-    OSD_ITEM_COUNT,
-    Channel,
-    Feature,
-    Features,
-    Gb28181Params,
-    IpSettings,
-    LinkCounts,
-    MachineConfig,
-    MachineInfo,
-    MqttBroker,
-    OsdItem,
-    PowerStatus,
-    WirelessDomain,
-)
+from .records import *  # noqa: F401,F403  (the records, listed in records.__all__)
 
 __version__ = "0.1.0"
 
 __all__ = [
-    "CHANNEL_NAME_ITEM",
     "LIBRARY_NAME",
-    "OSD_ITEM_COUNT",
     "SYSTEM_TIME_SIZE",
-    "Channel",
     "Device",
     "DeviceError",
-    "Feature",
-    "Features",
-    "Gb28181Params",
-    "IpSettings",
     "LibraryNotFoundError",
-    "LinkCounts",
-    "MachineConfig",
-    "MachineInfo",
-    "MqttBroker",
-    "OsdItem",
-    "PowerStatus",
-    "WirelessDomain",
     "load",
+    *records.__all__,
 ]

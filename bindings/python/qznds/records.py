@@ -6,6 +6,23 @@ import enum
 from dataclasses import dataclass
 from typing import Optional
 
+__all__ = [
+    "CHANNEL_NAME_ITEM",
+    "OSD_ITEM_COUNT",
+    "Channel",
+    "Feature",
+    "Features",
+    "Gb28181Params",
+    "IpSettings",
+    "LinkCounts",
+    "MachineConfig",
+    "MachineInfo",
+    "MqttBroker",
+    "OsdItem",
+    "PowerStatus",
+    "WirelessDomain",
+]
+
 OSD_ITEM_COUNT = 12
 CHANNEL_NAME_ITEM = 8  # the OSD item that carries the channel name
 IP_TEXT_COUNT = 5
