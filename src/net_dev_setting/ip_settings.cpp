@@ -73,7 +73,7 @@ const std::span<const SettingParserEntry> kIpSettingParsers{kEntries};
 
 bool NetDevSetting::set_ip_info(uint8_t flag, const IpTexts &texts) {
   const std::vector<uint8_t> block = build_ip_block(flag, texts);
-  if (!send_cmd(169, 138, static_cast<uint32_t>(block.size()), block.data(), kWaitMs)) {
+  if (!send_payload(169, 138, block, kWaitMs)) {
     NDS_LOG(kLogError, "qz_nds_set_ip_info", "set ip info failed");
     return false;
   }

@@ -152,18 +152,24 @@ PendingTable::iterator PendingTable::find(uint32_t seq) {
 NetDevSetting::NetDevSetting() : _QZBaseObject(kTypeTag) {}
 
 NetDevSetting::~NetDevSetting() {
-  if (net_handle != nullptr) {
-    if (connected) qz_net_disconnect_server(net_handle);
-    // After this no transport callback runs for this session.
-    qz_net_tcp_client_uninit(&net_handle);
-    net_handle = nullptr;
+  {
+    std::lock_guard guard(connection_lock_);
+    // Closing the connection fails the writes of callers blocked in a send.
+    if (net_handle != nullptr && connected) qz_net_disconnect_server(net_handle);
+    connected = false;
   }
-  connected = false;
-  wake_all_waiters();
-  // Callers woken above still log and touch the object on their way out.
+  wake_all_waiters(/*closing=*/true);
+  // Callers woken above still log and touch the object, and may still be
+  // inside the transport, on their way out; the client is released after
+  // the last of them has left.
   {
     std::unique_lock guard(calls_mutex_);
     calls_done_.wait(guard, [this] { return active_calls_ == 0; });
+  }
+  if (net_handle != nullptr) {
+    // After this no transport callback runs for this session.
+    qz_net_tcp_client_uninit(&net_handle);
+    net_handle = nullptr;
   }
   qz_log_uninit();
   pending.clear();
@@ -176,8 +182,9 @@ void NetDevSetting::leave_call() {
   if (--active_calls_ == 0) calls_done_.notify_all();
 }
 
-void NetDevSetting::wake_all_waiters() {
+void NetDevSetting::wake_all_waiters(bool closing) {
   table_lock.lock();
+  if (closing) closing_ = true;
   for (auto &[seq, entry] : pending) entry->event.signal_all();
   table_lock.unlock();
 }
@@ -203,6 +210,7 @@ bool NetDevSetting::init() {
 // ---- Connection -------------------------------------------------------------
 
 bool NetDevSetting::connect(const char *address) {
+  std::lock_guard guard(connection_lock_);
   if (connected) {
     NDS_LOG(kLogNotice, "NetDevSetting::connect", "device is conncted");
     return true;
@@ -215,6 +223,7 @@ bool NetDevSetting::connect(const char *address) {
 }
 
 bool NetDevSetting::disconnect() {
+  std::lock_guard guard(connection_lock_);
   if (!connected) {
     NDS_LOG(kLogError, "NetDevSetting::disconnect", "device is not connected");
     return true;
@@ -403,8 +412,24 @@ bool refuse_short_answer(const char *function, const wire::FrameView &frame, std
 
 // ---- Command transaction ----------------------------------------------------
 
+bool NetDevSetting::payload_fits(uint32_t main, uint32_t sub, std::size_t size) {
+  if (size <= wire::kMaxPayloadSize) return true;
+  NDS_LOG(kLogError, "NetDevSetting::send_cmd", "send cmd[%d, %d] size = %llu is over the frame limit of %d",
+          static_cast<int>(main), static_cast<int>(sub), static_cast<unsigned long long>(size),
+          static_cast<int>(wire::kMaxPayloadSize));
+  return false;
+}
+
+bool NetDevSetting::send_payload(uint32_t main, uint32_t sub, const std::vector<uint8_t> &payload,
+                                 uint32_t wait_ms, AnswerSink sink) {
+  if (!payload_fits(main, sub, payload.size())) return false;
+  return send_cmd(main, sub, static_cast<uint32_t>(payload.size()), payload.data(), wait_ms, sink);
+}
+
 bool NetDevSetting::send_cmd(uint32_t main, uint32_t sub, uint32_t payload_len, const void *payload,
                              uint32_t wait_ms, AnswerSink sink) {
+  using Clock = std::chrono::steady_clock;
+  const auto started = Clock::now();
   if (!connected) {
     NDS_LOG(kLogError, "NetDevSetting::send_cmd", "device is not connected");
     return false;
@@ -415,6 +440,7 @@ bool NetDevSetting::send_cmd(uint32_t main, uint32_t sub, uint32_t payload_len, 
             static_cast<int>(sub), static_cast<int>(payload_len));
     return false;
   }
+  if (!payload_fits(main, sub, payload_len)) return false;
   // Small frames are built on the stack; large ones get one heap buffer.
   constexpr std::size_t kStackFrame = 512;
   uint8_t stack_buffer[kStackFrame];
@@ -433,16 +459,23 @@ bool NetDevSetting::send_cmd(uint32_t main, uint32_t sub, uint32_t payload_len, 
   const uint32_t seq = next_seq.fetch_add(1, std::memory_order_relaxed) + 1;
   PendingEntry entry;
   entry.sink = sink;
+  bool registered = false;
   if (wait_ms != 0) {
     table_lock.lock();
-    pending.insert(seq, &entry);
+    // Once destruction began, nothing would wake this caller: it fails now.
+    registered = !closing_ && pending.insert(seq, &entry);
     table_lock.unlock();
   }
   const auto frame_size = static_cast<uint32_t>(
       wire::write_frame(buffer, wire::kPackageRequest, static_cast<uint8_t>(main), static_cast<uint8_t>(sub),
                         wire::kRequestMarker, seq, static_cast<const uint8_t *>(payload), payload_len));
-  bool result = send_data(frame_size, buffer);
-  if (wait_ms != 0) result = check_response_status(seq, entry, wait_ms);
+  bool result = (wait_ms == 0 || registered) && send_data(frame_size, buffer);
+  if (wait_ms != 0) {
+    // The time the frame took to go out is part of the wait.
+    const auto spent = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - started).count();
+    const auto left = spent < wait_ms ? wait_ms - static_cast<uint32_t>(spent) : 0u;
+    result = registered ? check_response_status(seq, entry, left) : false;
+  }
   if (!result) {
     NDS_LOG(kLogError, "NetDevSetting::send_cmd", "send cmd[%d, %d] size = %d failed", static_cast<int>(main),
             static_cast<int>(sub), static_cast<int>(payload_len));

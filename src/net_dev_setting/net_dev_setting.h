@@ -265,8 +265,20 @@ class NetDevSetting : public _QZBaseObject {
   // result says whether the frame was handed to the transport. Otherwise the
   // result is true when the device answered with response code 0 and the
   // answer was parsed; `sink`, if given, then ran under the cache lock.
+  //
+  // A request whose frame would exceed wire::kMaxFrameSize is refused before
+  // anything is sent (one log line, seq unchanged). The answer wait is
+  // measured from the start of the call, so the time the transport took to
+  // hand the frame over counts against it: a waited command returns within
+  // max(wait_ms, the transport's send bound).
   bool send_cmd(uint32_t main, uint32_t sub, uint32_t payload_len, const void *payload, uint32_t wait_ms,
                 AnswerSink sink = {});
+  // send_cmd for a payload built by the caller, of any size.
+  bool send_payload(uint32_t main, uint32_t sub, const std::vector<uint8_t> &payload, uint32_t wait_ms,
+                    AnswerSink sink = {});
+  // False, with one level-4 line, when a payload of `size` bytes does not fit
+  // in a frame.
+  static bool payload_fits(uint32_t main, uint32_t sub, std::size_t size);
   bool send_data(uint32_t length, const uint8_t *data);
   bool check_response_status(uint32_t seq, PendingEntry &entry, uint32_t wait_ms);
 
@@ -404,7 +416,16 @@ class NetDevSetting : public _QZBaseObject {
 
  private:
   void reset_on_disconnect();
-  void wake_all_waiters();
+  // Wakes every waiting caller; with `closing`, also refuses every command
+  // registered from now on.
+  void wake_all_waiters(bool closing = false);
+
+  // Serialises connect, disconnect and destruction, so that `connected`
+  // and the transport's connection change together: a connect can never
+  // complete between a disconnect's clearing of the flag and its close.
+  std::mutex connection_lock_;
+  // Set under table_lock once destruction began: send_cmd refuses.
+  bool closing_ = false;
 
   // Callers inside an export; destruction waits until none is left.
   std::mutex calls_mutex_;

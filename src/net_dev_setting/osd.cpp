@@ -52,7 +52,7 @@ bool NetDevSetting::set_osd_item(int id, const OsdItem &item) {
   std::vector<uint8_t> payload;
   wire::Writer writer(payload);
   write_item(writer, item);
-  if (!send_cmd(kOsdMain, kOsdItemSub[id], static_cast<uint32_t>(payload.size()), payload.data(), kWaitMs)) {
+  if (!send_payload(kOsdMain, kOsdItemSub[id], payload, kWaitMs)) {
     return false;
   }
   std::lock_guard guard(cache_lock);
@@ -70,7 +70,7 @@ bool NetDevSetting::set_channel_name(uint8_t name_length, const char *name, cons
   wire::Writer writer(payload);
   write_item(writer, item);
   writer.u8(count).text_field(std::string_view(name != nullptr ? name : "", available), count);
-  if (!send_cmd(kOsdMain, kChannelNameSub, static_cast<uint32_t>(payload.size()), payload.data(), kWaitMs)) {
+  if (!send_payload(kOsdMain, kChannelNameSub, payload, kWaitMs)) {
     return false;
   }
   // The session keeps the whole name, whatever part of it was sent.

@@ -73,7 +73,7 @@ bool NetDevSetting::set_passive_wireless_power_status(const uint32_t *status1, c
   if (status1 == nullptr || status2 == nullptr || status3 == nullptr) return false;
   std::vector<uint8_t> payload = passive_wireless_request();
   wire::Writer(payload).u32(*status1).u32(*status2).u32(*status3);
-  return send_cmd(49, 130, static_cast<uint32_t>(payload.size()), payload.data(), kWaitMs);
+  return send_payload(49, 130, payload, kWaitMs);
 }
 
 bool NetDevSetting::get_passive_wireless_power_status(uint32_t *status1, uint32_t *status2,
@@ -86,7 +86,7 @@ bool NetDevSetting::get_passive_wireless_power_status(uint32_t *status1, uint32_
     s3 = cache.passive_wireless_power_status3;
   };
   const std::vector<uint8_t> payload = passive_wireless_request();
-  if (!send_cmd(49, 131, static_cast<uint32_t>(payload.size()), payload.data(), kWaitMs, copy)) return false;
+  if (!send_payload(49, 131, payload, kWaitMs, copy)) return false;
   *status1 = s1;
   *status2 = s2;
   *status3 = s3;
@@ -97,7 +97,7 @@ bool NetDevSetting::set_passive_wireless_domain(const char *domain, uint32_t val
   if (domain == nullptr) return false;
   std::vector<uint8_t> payload = passive_wireless_request();
   wire::Writer(payload).lp_text(domain).u32(value);
-  return send_cmd(49, 132, static_cast<uint32_t>(payload.size()), payload.data(), kWaitMs);
+  return send_payload(49, 132, payload, kWaitMs);
 }
 
 bool NetDevSetting::get_passive_wireless_domain(char *domain, uint32_t *value) {
@@ -111,7 +111,7 @@ bool NetDevSetting::get_passive_wireless_domain(char *domain, uint32_t *value) {
     answered_value = cache.passive_wireless_domain_value;
   };
   const std::vector<uint8_t> payload = passive_wireless_request();
-  if (!send_cmd(49, 133, static_cast<uint32_t>(payload.size()), payload.data(), kWaitMs, copy)) return false;
+  if (!send_payload(49, 133, payload, kWaitMs, copy)) return false;
   // A domain that does not fit the caller's buffer is refused whole.
   if (length > kDomainBuffer) return false;
   std::memcpy(domain, text, kDomainBuffer);

@@ -2,7 +2,6 @@
 // login, serial number and two flags, each one main 169 exchange. Getters ask
 // the device every time; a failed exchange leaves the caller's outputs alone.
 #include <cstring>
-#include <limits>
 #include <vector>
 
 #include "net_dev_setting.h"
@@ -24,10 +23,6 @@ constexpr uint32_t kSubSetZoomControl = 164;
 constexpr uint32_t kSubGetZoomControl = 165;
 constexpr uint32_t kSubSetGotoPreset = 174;
 constexpr uint32_t kSubGetGotoPreset = 175;
-
-
-// The frame's total length field must hold the payload plus the framing.
-constexpr std::size_t kMaxSettingPayload = std::numeric_limits<uint32_t>::max() - wire::kFrameOverhead - 1;
 
 // Asks for one text of the link and copies this request's answer out of the
 // cache; `out` is only written when the exchange succeeded.
@@ -101,8 +96,7 @@ const std::span<const SettingParserEntry> kVisualLinkSettingParsers{kEntries};
 // ---- Helpers shared by the link families ------------------------------------
 
 bool NetDevSetting::send_setting(uint32_t sub, const std::vector<uint8_t> &payload) {
-  if (payload.size() > kMaxSettingPayload) return false;
-  return send_cmd(kMainSetting, sub, static_cast<uint32_t>(payload.size()), payload.data(), kWaitMs);
+  return send_payload(kMainSetting, sub, payload, kWaitMs);
 }
 
 bool NetDevSetting::send_text_setting(uint32_t sub, const char *text) {
@@ -161,7 +155,8 @@ bool NetDevSetting::set_visual_sn(uint8_t support, uint8_t same_ip, const char *
             "set_visual_sn: support, not same ip, sz_sz empty or len error.");
     return false;
   }
-  if (len > kMaxSettingPayload - 6) return false;
+  // Checked before the payload is built: a null `sn` pads `len` zero bytes.
+  if (!payload_fits(kMainSetting, kSubSetVisualSn, std::size_t{len} + 6)) return false;
   std::vector<uint8_t> payload;
   wire::Writer w(payload);
   w.u8(support != 0 ? 1 : 0).u8(same_ip != 0 ? 1 : 0).u32(len);

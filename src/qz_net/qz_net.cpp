@@ -38,11 +38,18 @@
 //    close the connection and return, and no further callback of that client starts
 //    after the current one returns. qz_net_disconnect_server returns true unless the
 //    handle is null; it is harmless on a client that is not connected.
-//  - qz_net_send_data_to_server returns false when not connected or when the write fails
-//    (including a peer that takes no bytes for 10 seconds while the send buffer is full).
-//    A frame queued behind another caller's write returns true at once; should that write
-//    fail, the queued frames are dropped with the connection (events 3 and 2). A sender
-//    waits only while 1 MiB is queued. The frames of one thread keep their order.
+//  - qz_net_send_data_to_server returns within 10 seconds of its call, whatever the peer
+//    does. It returns false when not connected, when the write fails, or when the frame
+//    could not be handed over in those 10 seconds. A frame queued behind another caller's
+//    write returns true at once; should that write fail, the queued frames are dropped
+//    with the connection (events 3 and 2). A sender waits only while 1 MiB is queued, and
+//    gives up (nothing of its frame sent) when its 10 seconds pass first. The caller that
+//    writes also writes the frames queued behind it, within the same 10 seconds: a peer
+//    that does not take them in that time loses the connection (events 3 and 2), since the
+//    stream may then hold part of a frame. The frames of one thread keep their order.
+//  - qz_net_tcp_client_uninit closes the connection, which makes sends in progress on
+//    the client fail at once, and waits until they have returned before it frees the
+//    client. A call that starts after uninit returned uses a freed handle.
 #include <algorithm>
 #include <array>
 #include <asio.hpp>
@@ -78,7 +85,8 @@ constexpr std::size_t kReadBufferSize = 64 * 1024;  // the I/O thread's, shared 
 #ifdef _WIN32
 constexpr std::size_t kClientReadBufferSize = 4096;
 #endif
-constexpr int kWriteStallTimeoutMs = 10000;  // a send gives up when the peer takes nothing for this long
+using Clock = std::chrono::steady_clock;
+constexpr auto kSendTimeout = std::chrono::seconds(10);  // a send call returns within this
 constexpr std::size_t kMaxQueuedBytes = std::size_t{1} << 20;  // frames queued behind a write
 constexpr std::size_t kKeepQueueCapacity = 16 * 1024;          // kept after a write, per client
 
@@ -287,7 +295,10 @@ class Client : public std::enable_shared_from_this<Client> {
   // joins a queue that the writing caller sends right after its own, in one write. Many
   // callers on one connection thus cost few writes and no sleeping on a lock.
   bool send(const std::uint8_t *data, std::uint32_t length) {
+    SendInProgress counted(*this);
+    if (!counted) return false;
     if (length > 0 && data == nullptr) return false;
+    const Clock::time_point deadline = Clock::now() + kSendTimeout;
     std::uint64_t gen;
     {
       std::lock_guard<std::mutex> lock(m_);
@@ -295,37 +306,49 @@ class Client : public std::enable_shared_from_this<Client> {
       gen = gen_;
     }
     if (length == 0) return true;
-    if (queue_behind_writer(gen, data, length)) return true;
-    return write_as_writer(gen, data, length);
+    switch (queue_behind_writer(gen, data, length, deadline)) {
+      case Turn::queued:
+        return true;
+      case Turn::timed_out:
+        return false;
+      case Turn::writer:
+        break;
+    }
+    return write_as_writer(gen, data, length, deadline);
   }
 
-  // Caller's thread. True when the frame was queued behind the write in progress on
-  // connection `gen`; false when there is none and the caller is the writer now. Waits
-  // while the queue is full, or while a write on an older connection ends.
-  bool queue_behind_writer(std::uint64_t gen, const std::uint8_t *data, std::uint32_t length) {
+  enum class Turn { queued, writer, timed_out };
+
+  // Caller's thread. `queued` when the frame joined the queue behind the write in progress
+  // on connection `gen`; `writer` when there is none and the caller is the writer now.
+  // Waits while the queue is full, or while a write on an older connection ends, but not
+  // past `deadline`.
+  Turn queue_behind_writer(std::uint64_t gen, const std::uint8_t *data, std::uint32_t length,
+                           Clock::time_point deadline) {
     std::unique_lock<std::mutex> lock(queue_mutex_);
     for (;;) {
       if (!writing_) {
         writing_ = true;
         writer_gen_ = gen;
-        return false;
+        return Turn::writer;
       }
       if (writer_gen_ == gen && queued_.size() + length <= kMaxQueuedBytes) {
         queued_.insert(queued_.end(), data, data + length);
-        return true;
+        return Turn::queued;
       }
-      queue_cv_.wait(lock);
+      if (queue_cv_.wait_until(lock, deadline) == std::cv_status::timeout) return Turn::timed_out;
     }
   }
 
   // Caller's thread, writer of the connection: writes its own frame, then every frame
   // queued meanwhile, until the queue is empty. A failed write drops what is queued: the
   // connection ends (events 3 and 2), which is how the senders of those frames learn it.
-  bool write_as_writer(std::uint64_t gen, const std::uint8_t *data, std::uint32_t length) {
+  bool write_as_writer(std::uint64_t gen, const std::uint8_t *data, std::uint32_t length,
+                       Clock::time_point deadline) {
     bool own_ok = false;
     {
       std::lock_guard<std::mutex> send_lock(send_mutex_);
-      own_ok = write_frames(gen, data, length);
+      own_ok = write_frames(gen, data, length, deadline);
       bool ok = own_ok;
       for (;;) {
         {
@@ -339,7 +362,7 @@ class Client : public std::enable_shared_from_this<Client> {
           batch_.swap(queued_);
         }
         queue_cv_.notify_all();  // room in the queue again
-        ok = write_frames(gen, batch_.data(), batch_.size());
+        ok = write_frames(gen, batch_.data(), batch_.size(), deadline);
         batch_.clear();
         release_if_large(batch_);
       }
@@ -349,14 +372,15 @@ class Client : public std::enable_shared_from_this<Client> {
   }
 
   // Caller's thread, send_mutex_ held: writes whole frames on connection `gen`, if it
-  // still stands.
-  bool write_frames(std::uint64_t gen, const std::uint8_t *data, std::size_t length) {
+  // still stands, by `deadline`.
+  bool write_frames(std::uint64_t gen, const std::uint8_t *data, std::size_t length,
+                    Clock::time_point deadline) {
     {
       std::lock_guard<std::mutex> lock(m_);
       if (!open_ || gen_ != gen) return false;
     }
     asio::error_code ec;
-    write_all(data, length, ec);
+    write_all(data, length, deadline, ec);
     if (!ec) return true;
     // The stream may hold part of a frame now: end the connection (event 2 follows),
     // after reporting the failure as event 3.
@@ -376,12 +400,13 @@ class Client : public std::enable_shared_from_this<Client> {
   // I/O thread when the connection came up), so that the I/O thread's reads never change
   // the socket's state flags while this thread reads them; a full send buffer is waited
   // for with a poll on the socket.
-  void write_all(const std::uint8_t *data, std::size_t length, asio::error_code &ec) {
+  void write_all(const std::uint8_t *data, std::size_t length, Clock::time_point deadline,
+                 asio::error_code &ec) {
     std::size_t written = 0;
     while (written < length) {
       const std::size_t n = socket_.write_some(asio::buffer(data + written, length - written), ec);
       if (ec == asio::error::would_block || ec == asio::error::try_again) {
-        if (!wait_writable(ec)) return;
+        if (!wait_writable(deadline, ec)) return;
         continue;
       }
       if (ec) return;
@@ -390,15 +415,21 @@ class Client : public std::enable_shared_from_this<Client> {
   }
 
   // Waits until the socket takes more bytes (asio's own wait does not block on a socket in
-  // non-blocking mode). Gives up after kWriteStallTimeout without progress.
-  bool wait_writable(asio::error_code &ec) {
+  // non-blocking mode). Gives up at `deadline`, however slowly the peer takes bytes.
+  bool wait_writable(Clock::time_point deadline, asio::error_code &ec) {
     const auto fd = socket_.native_handle();
     for (;;) {
+      const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+      if (left <= 0) {
+        ec = asio::error::timed_out;
+        return false;
+      }
+      const int timeout_ms = static_cast<int>(left);
 #ifdef _WIN32
       WSAPOLLFD pfd{};
       pfd.fd = fd;
       pfd.events = POLLWRNORM;
-      const int r = ::WSAPoll(&pfd, 1, kWriteStallTimeoutMs);
+      const int r = ::WSAPoll(&pfd, 1, timeout_ms);
       if (r < 0) {
         ec = asio::error_code(::WSAGetLastError(), asio::system_category());
         return false;
@@ -407,20 +438,30 @@ class Client : public std::enable_shared_from_this<Client> {
       pollfd pfd{};
       pfd.fd = fd;
       pfd.events = POLLOUT;
-      const int r = ::poll(&pfd, 1, kWriteStallTimeoutMs);
+      const int r = ::poll(&pfd, 1, timeout_ms);
       if (r < 0) {
         if (errno == EINTR) continue;
         ec = asio::error_code(errno, asio::system_category());
         return false;
       }
 #endif
-      if (r == 0) {
-        ec = asio::error::timed_out;
-        return false;
-      }
+      if (r == 0) continue;  // the deadline check above ends it
       ec.clear();
       return true;  // writable, or an error that the next write reports
     }
+  }
+
+  // Application thread, at uninit: no send starts from now on; the connection closes,
+  // which fails the sends in progress, and they have returned when this returns.
+  void release() {
+    {
+      std::lock_guard<std::mutex> lock(m_);
+      released_ = true;
+    }
+    disconnect();
+    queue_cv_.notify_all();
+    std::unique_lock<std::mutex> lock(m_);
+    cv_.wait(lock, [this] { return sends_in_progress_ == 0; });
   }
 
   // Ends the connection, if any; see the file comment for the callback guarantee.
@@ -441,6 +482,28 @@ class Client : public std::enable_shared_from_this<Client> {
   }
 
  private:
+  // Counts one send call for release(); false when the client is being released.
+  class SendInProgress {
+   public:
+    explicit SendInProgress(Client &client) : client_(client) {
+      std::lock_guard<std::mutex> lock(client_.m_);
+      counted_ = !client_.released_;
+      if (counted_) ++client_.sends_in_progress_;
+    }
+    ~SendInProgress() {
+      if (!counted_) return;
+      std::lock_guard<std::mutex> lock(client_.m_);
+      if (--client_.sends_in_progress_ == 0) client_.cv_.notify_all();
+    }
+    SendInProgress(const SendInProgress &) = delete;
+    SendInProgress &operator=(const SendInProgress &) = delete;
+    explicit operator bool() const { return counted_; }
+
+   private:
+    Client &client_;
+    bool counted_ = false;
+  };
+
   // Application thread, op_mutex_ held: no callback runs or will run when it returns.
   void close_from_app_thread() {
     bool had_socket;
@@ -664,6 +727,8 @@ class Client : public std::enable_shared_from_this<Client> {
   std::uint64_t gen_ = 0;     // changes whenever a connection attempt starts or ends
   bool in_callback_ = false;  // a callback of this client is running (on the I/O thread)
   bool socket_used_ = false;  // a connect was started since the last close
+  bool released_ = false;     // uninit began: no send starts
+  int sends_in_progress_ = 0;
   std::uint32_t serial_ = 0;
   qz_net_callback callback_ = nullptr;
   void *user_ = nullptr;
@@ -741,8 +806,9 @@ QZ_NET_API void qz_net_tcp_client_uninit(void **handle) {
   if (h->magic != kHandleMagic) return;
   Runtime *rt = h->client->runtime();
   try {
-    // First the callback fence: a running callback may still use the handle.
-    h->client->disconnect();
+    // First the callback fence (a running callback may still use the handle) and the
+    // senders' way out: the client must outlive every send in progress.
+    h->client->release();
   } catch (...) {
   }
   *handle = nullptr;

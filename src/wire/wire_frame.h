@@ -21,6 +21,10 @@ inline constexpr std::size_t kHeaderSize = 23;
 inline constexpr std::size_t kFrameOverhead = kHeaderSize + kEndFlagSize;  // 28
 // Smallest delivery that holds the start flag and the total length field.
 inline constexpr std::size_t kMinPrefixSize = 11;
+// Largest frame either side takes: the transport and the simulated device
+// drop longer ones, so a longer request is refused before it is sent.
+inline constexpr std::size_t kMaxFrameSize = std::size_t{1} << 20;
+inline constexpr std::size_t kMaxPayloadSize = kMaxFrameSize - kFrameOverhead;
 
 // Byte offsets of the header fields.
 inline constexpr std::size_t kOffTotalLength = 7;

@@ -11,6 +11,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <fstream>
@@ -115,6 +116,13 @@ class Peer {
   bool closed_ = false;
 };
 
+// How a device takes bytes: all there are, `bytes` every `pause`, or (bytes
+// 0) none at all.
+struct Reading {
+  std::size_t bytes = 4096;
+  std::chrono::milliseconds pause{0};
+};
+
 // Serves one connection at a time on an ephemeral loopback port and hands
 // every whole request frame to the handler; without one, requests go
 // unanswered.
@@ -122,7 +130,7 @@ class RawDevice {
  public:
   using Handler = std::function<void(Peer &, const wire::FrameView &)>;
 
-  RawDevice() {
+  explicit RawDevice(Reading reading = {}) : reading_(reading) {
     listen_fd_ = ::socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in addr{};
     addr.sin_family = AF_INET;
@@ -169,12 +177,18 @@ class RawDevice {
   void serve_connection(int fd) {
     Peer peer(fd, stopping_);
     Bytes in;
-    uint8_t buffer[4096];
+    std::vector<uint8_t> buffer(std::max<std::size_t>(reading_.bytes, 1));
     while (!stopping_ && !peer.closed()) {
+      if (reading_.bytes == 0) {
+        std::this_thread::sleep_for(50ms);
+        continue;
+      }
       if (!readable(fd)) continue;
-      const ssize_t n = ::recv(fd, buffer, sizeof buffer, 0);
+      const ssize_t n = ::recv(fd, buffer.data(), buffer.size(), 0);
       if (n <= 0) return;
-      in.insert(in.end(), buffer, buffer + n);
+      for (auto slept = 0ms; slept < reading_.pause && !stopping_; slept += 50ms)
+        std::this_thread::sleep_for(50ms);
+      in.insert(in.end(), buffer.data(), buffer.data() + n);
       while (in.size() >= wire::kMinPrefixSize && !peer.closed()) {
         const std::size_t total = wire::load_be32(in.data() + wire::kOffTotalLength);
         if (in.size() < total) break;
@@ -194,6 +208,7 @@ class RawDevice {
     }
   }
 
+  const Reading reading_;
   int listen_fd_ = -1;
   uint16_t port_ = 0;
   std::atomic<bool> stopping_{false};
@@ -330,6 +345,66 @@ TEST_P(HostileDevice, CallEndsInTimeInBoundedMemoryAndTheSessionRecovers) {
 INSTANTIATE_TEST_SUITE_P(Cases, HostileDevice, ::testing::ValuesIn(kHostile),
                          [](const auto &info) { return std::string(info.param.name); });
 
+// ---- Slow and stalled devices ------------------------------------------------
+
+// A device that takes frames a trickle at a time cannot hold a call past its
+// wait: the hand-over of a frame counts against it. Loopback buffers take
+// several MiB, so many callers send 1 MiB each, more than the device reads in
+// the wait; the connection, which then holds part of a frame, is ended, and
+// the session knows it.
+TEST(SlowDevice, LargeWritesToADeviceReadingATrickleEndWithinTheWait) {
+  RawDevice device({.bytes = 1u << 20, .pause = 2000ms});
+  SimClient s;
+  ASSERT_TRUE(qz_nds_connect(s.handle, device.address().c_str()));
+  const std::vector<uint8_t> block(wire::kMaxPayloadSize, 0x5A);
+  constexpr int kCallers = 16;
+  std::vector<std::chrono::milliseconds> took(kCallers);
+  std::vector<std::thread> callers;
+  std::atomic<int> succeeded{0};
+  for (auto &t : took) {
+    callers.emplace_back([&] {
+      t = time_of(
+          [&] { succeeded += qz_nds_set_account_info(s.handle, block.data(), block.size()) ? 1 : 0; });
+    });
+  }
+  for (auto &c : callers) c.join();
+  const auto longest = *std::max_element(took.begin(), took.end());
+  std::printf("[ slow     ] %d x 1 MiB to a trickling device: longest call %lld ms\n", kCallers,
+              static_cast<long long>(longest.count()));
+  EXPECT_EQ(succeeded, 0);
+  EXPECT_LT(longest, kWait + 1500ms);
+  EXPECT_LT(time_of([&] { EXPECT_FALSE(qz_nds_get_machine_config_info(s.handle)); }), kPrompt);
+}
+
+// uninit while threads are inside exports, blocked on a device that reads
+// nothing: each of them returns, and nothing they touch is freed under them
+// (the sanitizers see to the latter).
+TEST(SlowDevice, UninitWhileThreadsSendToADeviceThatDoesNotReadReleasesThemAll) {
+  RawDevice device({.bytes = 0});
+  qz_nds_handle handle = nullptr;
+  ASSERT_TRUE(qz_nds_init(&handle));
+  ASSERT_TRUE(qz_nds_connect(handle, device.address().c_str()));
+  constexpr int kThreads = 8;
+  const std::vector<uint8_t> block(wire::kMaxPayloadSize, 0x33);
+  std::atomic<int> inside{0}, succeeded{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&] {
+      ++inside;
+      if (qz_nds_set_account_info(handle, block.data(), block.size())) ++succeeded;
+    });
+  }
+  ASSERT_TRUE(eventually([&] { return inside == kThreads; }));
+  std::this_thread::sleep_for(500ms);  // into their writes and waits
+  qz_nds_handle doomed = handle;
+  EXPECT_LT(time_of([&] { EXPECT_TRUE(qz_nds_uninit(&doomed)); }), kPrompt);
+  EXPECT_LT(time_of([&] {
+              for (auto &t : threads) t.join();
+            }),
+            kPrompt);
+  EXPECT_EQ(succeeded, 0);
+}
+
 // ---- The simulated device with faults ------------------------------------------
 
 class HostileSim : public SimTest {
@@ -417,6 +492,77 @@ TEST_F(HostileSim, CountsOfFourGibibytesAreRefusedAtOnceAndNothingGrows) {
   expect_bounded_memory(baseline, "huge_counts");
   // Nothing of it stuck: the real answers come through again.
   for (const CountedAnswer &c : counted_answers(0)) EXPECT_TRUE(c.query(client.handle)) << c.name;
+}
+
+// A caller's length that does not fit a frame: 32-bit totals that would wrap,
+// and payloads just over the largest frame the device takes.
+struct Oversized {
+  const char *name;
+  std::function<bool(qz_nds_handle)> call;
+  bool reports_failure = true;  // the MQTT setters report only their arguments
+};
+
+std::vector<Oversized> oversized_requests(const std::vector<uint8_t> &over, const std::string &text) {
+  const auto *bytes = over.data();
+  const auto size = static_cast<uint32_t>(over.size());
+  const char *t = text.c_str();
+  static const uint8_t small[16] = {};
+  return {
+      {"account_4gib", [](qz_nds_handle h) { return qz_nds_set_account_info(h, small, 0xFFFFFFFFu); }},
+      {"account_total_wraps_to_0",
+       [](qz_nds_handle h) { return qz_nds_set_account_info(h, small, 0xFFFFFFE4u); }},
+      {"account_over_frame", [=](qz_nds_handle h) { return qz_nds_set_account_info(h, bytes, size); }},
+      {"visual_sn_padded_4gib",
+       [](qz_nds_handle h) { return qz_nds_set_visual_sn(h, 0, 1, nullptr, 0xFFFFFFFFu); }},
+      {"visual_sn_over_frame",
+       [=](qz_nds_handle h) {
+         return qz_nds_set_visual_sn(h, 1, 0, reinterpret_cast<const char *>(bytes), size);
+       }},
+      {"visual_ip", [=](qz_nds_handle h) { return qz_nds_set_visual_ip(h, t); }},
+      {"gb28181_text", [=](qz_nds_handle h) { return qz_nds_28181_set_para(h, 1, t, 5060, "b", "c", "d"); }},
+      {"passive_wireless_domain",
+       [=](qz_nds_handle h) { return qz_nds_set_passive_wireless_domain(h, t, 1); }},
+      {"mqtt_user", [=](qz_nds_handle h) { return qz_nds_set_mqtt_user(h, t); }, false},
+  };
+}
+
+uint32_t seq_of(const sim::RecordedFrame &frame) {
+  return wire::load_be32(frame.bytes.data() + wire::kOffSeq);
+}
+
+TEST_F(HostileSim, RequestsThatDoNotFitAFrameAreRefusedBeforeAnythingIsSent) {
+  const std::vector<uint8_t> over(wire::kMaxPayloadSize + 1, 'o');
+  const std::string text(wire::kMaxPayloadSize, 't');
+  uint8_t enabled = 0;
+  for (const Oversized &o : oversized_requests(over, text)) {
+    SCOPED_TRACE(o.name);
+    sim.set_recording(true);
+    ASSERT_TRUE(qz_nds_is_enable_hardware_watchdog(client.handle, &enabled));
+    log.clear();
+    bool ok = !o.reports_failure;
+    EXPECT_LT(time_of([&] { ok = o.call(client.handle); }), kPrompt);
+    EXPECT_EQ(ok, !o.reports_failure);
+    int refusals = 0;
+    for (const LogLine &line : log.lines())
+      refusals += line.level == 4 && line.message.find("over the frame limit") != std::string::npos;
+    EXPECT_EQ(refusals, 1);
+    ASSERT_TRUE(qz_nds_is_enable_hardware_watchdog(client.handle, &enabled));
+    // Nothing went out between the two queries, whose seqs follow each other.
+    std::vector<uint32_t> seqs;
+    for (const sim::RecordedFrame &f : sim.recorded())
+      if (f.direction == sim::Direction::request) seqs.push_back(seq_of(f));
+    ASSERT_EQ(seqs.size(), 2u);
+    EXPECT_EQ(seqs[1], seqs[0] + 1);
+    sim.set_recording(false);
+    sim.clear_recorded();
+  }
+  // The largest frame still goes out and reaches the device whole.
+  const std::vector<uint8_t> largest(wire::kMaxPayloadSize, 'l');
+  sim.set_recording(true);
+  qz_nds_set_account_info(client.handle, largest.data(), static_cast<uint32_t>(largest.size()));
+  const auto recorded = sim.recorded();
+  ASSERT_FALSE(recorded.empty());
+  EXPECT_EQ(recorded.front().bytes.size(), wire::kMaxFrameSize);
 }
 
 TEST_F(HostileSim, AnswerTrickledOneByteAtATimeIsReassembled) {

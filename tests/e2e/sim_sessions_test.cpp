@@ -81,5 +81,26 @@ TEST_F(SimThreadsE2E, EightThreadsOnOneSessionEachGetTheirAnswers) {
   EXPECT_EQ(sim.stats().requests, 1600u);
 }
 
+// Threads connect and disconnect one session in any interleaving. Whatever
+// state it ends in must be true: when connect says it is connected (without
+// connecting again), a command goes through at once rather than waiting out
+// its wait on a connection that was closed under it.
+TEST_F(SimThreadsE2E, ConnectAndDisconnectRacingOnOneSessionLeaveItConsistent) {
+  using namespace std::chrono_literals;
+  for (int round = 0; round < 20; ++round) {
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+      threads.emplace_back([&, t] {
+        for (int i = 0; i < 25; ++i) (i + t) % 2 == 0 ? connect(client) : qz_nds_disconnect(client.handle);
+      });
+    for (auto &t : threads) t.join();
+    ASSERT_TRUE(connect(client));
+    bool ok = false;
+    const auto took = time_of([&] { ok = client.read_record(); });
+    ASSERT_TRUE(ok) << "round " << round;
+    ASSERT_LT(took, 3000ms) << "round " << round;
+  }
+}
+
 }  // namespace
 }  // namespace qz::test
