@@ -1,17 +1,27 @@
 // qz_log stand-in: process-wide, thread-safe logging.
 //
-// Sessions: every qz_log_init that succeeds counts one session, every qz_log_uninit
-// removes one (never below 0). The log file is opened by the init that finds the count at
-// 0 and closed by the uninit that brings it back to 0; the arguments of inits made while
-// the file is open are ignored.
+// Sessions: every qz_log_init counts one session, every qz_log_uninit removes one (never
+// below 0). The init that finds the count at 0 chooses the folder and opens the log file;
+// the uninit that brings it back to 0 closes it. Inits made while a session is open change
+// nothing but the count (and the stderr mirror, below). qz_log_init always succeeds: a log
+// that cannot be written leaves the process without file logging, not without sessions.
 //
-// File: <path>/log/qz.log, where <path> is the directory given to qz_log_init (the
-// folder "log" is created). When that cannot be opened for appending, the system's
-// temporary directory is used instead (<tmp>/log/qz.log; $TMPDIR or /tmp on POSIX,
-// GetTempPath on Windows). qz_log_init returns false only when neither can be opened.
-// Rotation: when a line would make qz.log exceed `size` MiB, qz.log becomes qz.1.log,
-// qz.1.log becomes qz.2.log, ... and the oldest beyond `keep` files in all is deleted;
-// keep < 1 is taken as 1 (only qz.log, truncated on rotation), size < 1 as 1 MiB.
+// Folder, chosen from the environment at the first session (the path argument of
+// qz_log_init, the executable's folder, is not used):
+//   1. QZ_LOG_DIR, when set and not empty;
+//   2. Windows: %LOCALAPPDATA%\qz_nds;
+//   3. $XDG_STATE_HOME/qz_nds, when XDG_STATE_HOME is an absolute path;
+//   4. $HOME/.local/state/qz_nds (HOME when absolute, else the user database).
+// Missing folders are created (mode 0700 on POSIX). Nothing else is tried: a log is never
+// put into a folder shared with other users. When the folder cannot be created or the file
+// cannot be opened, file logging is off until the next first session, and one line on
+// stderr says why (once per process). QZ_LOG=off (or 0, false, no; any case) turns file
+// logging off without a message.
+//
+// File: <folder>/qz.log. Rotation: when a line would make qz.log exceed `size` MiB, qz.log
+// becomes qz.1.log, qz.1.log becomes qz.2.log, ... and the oldest beyond `keep` files in
+// all is deleted; keep < 1 is taken as 1 (only qz.log, truncated on rotation), size < 1 as
+// 1 MiB.
 //
 // Line: "2026-11-23 04:36:28.123 INFO net_dev_setting src/x.cpp:42 Class::method: text"
 // (local time with milliseconds, level name, module, file:line, function, message). One
@@ -19,14 +29,17 @@
 // Level names: 0 DEBUG, 1 INFO, 2 NOTICE, 3 WARN, 4 ERROR, any other value L<n>.
 //
 // QZ_LOG_STDERR=1 in the environment (read when the library is loaded and at every
-// qz_log_init) mirrors every line to the standard error stream. Records printed while no
-// session has the log open go to the sink and to the stderr mirror, if any, only.
+// qz_log_init) mirrors every line to the standard error stream, whether or not a file is
+// written. Records printed while no session is open go to the sink and to the stderr
+// mirror, if any, only.
 //
 // Test hook (qz_log_sink.h): the sink receives every record with the formatted message
 // (without the dropped trailing newline). It is called under the log's mutex, so it must
 // not call qz_log itself; once qz_log_set_sink returns, the previous sink is no longer
 // called.
 #include <atomic>
+#include <cctype>
+#include <cerrno>
 #include <chrono>
 #include <cstdarg>
 #include <cstdio>
@@ -41,6 +54,10 @@
 
 #ifdef _WIN32
 #include <windows.h>
+#else
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #endif
 
 #include "qz_log.h"
@@ -61,6 +78,91 @@ bool env_stderr_enabled() {
   return value != nullptr && value[0] != '\0' && std::strcmp(value, "0") != 0;
 }
 
+// QZ_LOG=off, 0, false or no (any case) turns file logging off.
+bool env_file_logging_off() {
+  const char *value = std::getenv("QZ_LOG");
+  if (value == nullptr) return false;
+  std::string lower;
+  for (const char *c = value; *c != '\0'; ++c)
+    lower += static_cast<char>(std::tolower(static_cast<unsigned char>(*c)));
+  return lower == "off" || lower == "0" || lower == "false" || lower == "no";
+}
+
+// An environment variable as a path; empty when unset or empty.
+fs::path env_path(const char *name) {
+#ifdef _WIN32
+  // The wide environment keeps folder names outside the ANSI code page intact.
+  const std::wstring wide_name(name, name + std::strlen(name));
+  std::wstring value(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD n =
+        GetEnvironmentVariableW(wide_name.c_str(), value.data(), static_cast<DWORD>(value.size()));
+    if (n == 0) return {};
+    if (n < value.size()) return fs::path(value.substr(0, n));
+    value.resize(n);  // n counts the terminating null here
+  }
+#else
+  const char *value = std::getenv(name);
+  return value != nullptr ? fs::path(value) : fs::path();
+#endif
+}
+
+#ifndef _WIN32
+// $HOME when it is an absolute path, else the home folder of the user database.
+fs::path home_dir() {
+  fs::path home = env_path("HOME");
+  if (home.is_absolute()) return home;
+  std::vector<char> buffer(16384);
+  passwd entry{};
+  passwd *found = nullptr;
+  if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr &&
+      found->pw_dir != nullptr && found->pw_dir[0] == '/') {
+    return fs::path(found->pw_dir);
+  }
+  return {};
+}
+#endif
+
+// The per-user log folder, or QZ_LOG_DIR; empty with `why` set when there is none.
+fs::path choose_folder(std::string &why) {
+  if (fs::path dir = env_path("QZ_LOG_DIR"); !dir.empty()) return dir;
+#ifdef _WIN32
+  const fs::path local = env_path("LOCALAPPDATA");
+  if (local.is_absolute()) return local / "qz_nds";
+  why = "LOCALAPPDATA is not set (set QZ_LOG_DIR to choose a folder)";
+#else
+  const fs::path state = env_path("XDG_STATE_HOME");
+  if (state.is_absolute()) return state / "qz_nds";
+  const fs::path home = home_dir();
+  if (!home.empty()) return home / ".local" / "state" / "qz_nds";
+  why = "no home folder (set QZ_LOG_DIR to choose a folder)";
+#endif
+  return {};
+}
+
+// Creates the missing folders of `dir`, readable by the owner only.
+bool make_private_dirs(const fs::path &dir, std::error_code &ec) {
+  if (fs::is_directory(dir, ec)) return true;
+  const fs::path parent = dir.parent_path();
+  if (!parent.empty() && parent != dir && !make_private_dirs(parent, ec)) return false;
+#ifdef _WIN32
+  fs::create_directory(dir, ec);  // the folders of %LOCALAPPDATA% are private already
+#else
+  if (::mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) {
+    ec.assign(errno, std::generic_category());
+    return false;
+  }
+#endif
+  if (fs::is_directory(dir, ec)) return true;
+  if (!ec) ec = std::make_error_code(std::errc::not_a_directory);
+  return false;
+}
+
+std::string display(const fs::path &path) {
+  const std::u8string text = path.u8string();
+  return std::string(text.begin(), text.end());
+}
+
 struct LogState {
   std::mutex mutex;
   int sessions = 0;
@@ -72,6 +174,7 @@ struct LogState {
   qz_log_sink_fn sink = nullptr;
   void *sink_user = nullptr;
   bool mirror_stderr = false;
+  bool warned = false;  // the "no log file" line was printed
   // Mirrors which destinations exist, for the cheap early exit of qz_log_print.
   std::atomic<unsigned> destinations{0};
 
@@ -117,35 +220,34 @@ std::FILE *open_append(const fs::path &path) {
 #endif
 }
 
-// Opens <base>/log/qz.log for appending; sets the state's file, dir and written size.
-bool open_in(LogState &s, const fs::path &base) {
-  if (base.empty()) return false;
-  std::error_code ec;
-  const fs::path dir = base / "log";
-  fs::create_directories(dir, ec);
-  if (!fs::is_directory(dir, ec)) return false;
-  std::FILE *f = open_append(file_path(dir, 0));
-  if (f == nullptr) return false;
-  std::fseek(f, 0, SEEK_END);
-  const long size = std::ftell(f);
-  s.file = f;
-  s.dir = dir;
+// (Re)opens <dir>/qz.log of the state for appending; sets the state's file and written size.
+bool open_file(LogState &s) {
+  s.file = open_append(file_path(s.dir, 0));
+  s.written = 0;
+  if (s.file == nullptr) return false;
+  std::fseek(s.file, 0, SEEK_END);
+  const long size = std::ftell(s.file);
   s.written = size > 0 ? static_cast<std::uint64_t>(size) : 0;
   return true;
 }
 
-fs::path temp_dir() {
-#ifdef _WIN32
-  char buffer[MAX_PATH + 1];
-  const DWORD n = GetTempPathA(sizeof(buffer), buffer);
-  if (n > 0 && n < sizeof(buffer)) return fs::path(std::string(buffer, n));
-  return {};
-#else
+// Opens the log file in the chosen folder; returns why there is none ("" when open, or off
+// by request).
+std::string open_log(LogState &s) {
+  if (env_file_logging_off()) return {};
+  std::string why;
+  const fs::path chosen = choose_folder(why);
+  if (chosen.empty()) return why;
   std::error_code ec;
-  fs::path p = fs::temp_directory_path(ec);  // $TMPDIR (and the like) or /tmp
-  if (ec) return {};
-  return p;
-#endif
+  // Absolute, so that rotation does not follow a later change of the working directory.
+  s.dir = fs::absolute(chosen, ec);
+  if (ec) s.dir = chosen;
+  if (!make_private_dirs(s.dir, ec)) return "cannot create \"" + display(s.dir) + "\": " + ec.message();
+  if (!open_file(s)) {
+    const int error = errno;
+    return "cannot open \"" + display(file_path(s.dir, 0)) + "\": " + std::generic_category().message(error);
+  }
+  return {};
 }
 
 void rotate(LogState &s) {
@@ -161,13 +263,7 @@ void rotate(LogState &s) {
   } else {
     fs::remove(file_path(s.dir, 0), ec);
   }
-  s.file = open_append(file_path(s.dir, 0));
-  s.written = 0;
-  if (s.file != nullptr) {
-    std::fseek(s.file, 0, SEEK_END);
-    const long size = std::ftell(s.file);
-    s.written = size > 0 ? static_cast<std::uint64_t>(size) : 0;
-  }
+  open_file(s);
 }
 
 // Levels without a name are shown as L<number>.
@@ -197,23 +293,22 @@ void format_time(char (&buffer)[32]) {
 
 extern "C" {
 
-QZ_LOG_API bool qz_log_init(const char *path, int keep, int size) {
+// The path (the executable's folder) is not used: the environment chooses the folder.
+QZ_LOG_API bool qz_log_init(const char * /*path*/, int keep, int size) {
   LogState &s = state();
   std::lock_guard<std::mutex> lock(s.mutex);
   s.mirror_stderr = env_stderr_enabled();
-  if (s.sessions > 0 && s.file != nullptr) {
-    ++s.sessions;
-    s.update_destinations();
-    return true;
+  if (s.sessions++ == 0) {
+    s.keep = keep < 1 ? 1 : keep;
+    s.max_bytes = static_cast<std::uint64_t>(size < 1 ? 1 : size) << 20;
+    const std::string why = open_log(s);
+    if (!why.empty() && !s.warned) {
+      s.warned = true;
+      std::fprintf(stderr, "qz_log: file logging is off: %s\n", why.c_str());
+    }
   }
-  s.keep = keep < 1 ? 1 : keep;
-  s.max_bytes = static_cast<std::uint64_t>(size < 1 ? 1 : size) << 20;
-  bool opened = false;
-  if (path != nullptr && path[0] != '\0') opened = open_in(s, fs::path(path));
-  if (!opened) opened = open_in(s, temp_dir());
-  if (opened) ++s.sessions;
   s.update_destinations();
-  return opened;
+  return true;
 }
 
 QZ_LOG_API void qz_log_uninit(void) {

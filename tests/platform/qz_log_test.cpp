@@ -1,5 +1,5 @@
-// qz_log: line format, sessions and stderr mirror, file fallback, rotation, concurrent
-// writers.
+// qz_log: line format, sessions and stderr mirror, choice of the folder, no file logging,
+// rotation, concurrent writers.
 #include "qz_log.h"
 
 #include <gtest/gtest.h>
@@ -27,18 +27,15 @@ std::vector<std::string> lines_of(const fs::path &p) {
 
 void set_env(const char *name, const char *value) {
 #ifdef _WIN32
-  _putenv_s(name, value ? value : "");
+  _putenv_s(name, value ? value : "");  // "" removes the variable
 #else
   value ? setenv(name, value, 1) : unsetenv(name);
 #endif
 }
 
-// The variable that names the temporary directory (GetTempPath reads TMP on Windows).
-#ifdef _WIN32
-constexpr char kTempVar[] = "TMP";
-#else
-constexpr char kTempVar[] = "TMPDIR";
-#endif
+// Every variable that steers the log; saved and cleared before each test, restored after.
+constexpr const char *kLogVars[] = {"QZ_LOG_DIR",     "QZ_LOG", "QZ_LOG_STDERR",
+                                    "XDG_STATE_HOME", "HOME",   "LOCALAPPDATA"};
 
 class QzLog : public ::testing::Test {
  protected:
@@ -47,17 +44,22 @@ class QzLog : public ::testing::Test {
                                          ::testing::UnitTest::GetInstance()->current_test_info()->name());
     fs::remove_all(root_);
     fs::create_directories(root_);
-    if (const char *tmp = std::getenv(kTempVar)) saved_tmpdir_ = tmp;
+    for (const char *name : kLogVars) {
+      const char *value = std::getenv(name);
+      saved_.emplace_back(name, value ? std::optional<std::string>(value) : std::nullopt);
+      set_env(name, nullptr);
+    }
+    set_env("QZ_LOG_DIR", root_.string().c_str());
   }
   void TearDown() override {
     for (; opened_ > 0; --opened_) qz_log_uninit();
-    set_env(kTempVar, saved_tmpdir_ ? saved_tmpdir_->c_str() : nullptr);
-    set_env("QZ_LOG_STDERR", nullptr);
+    for (const auto &[name, value] : saved_) set_env(name, value ? value->c_str() : nullptr);
     std::error_code ec;
     fs::remove_all(root_, ec);
   }
-  bool init(const fs::path &dir, int keep = 7, int size = 200) {
-    const bool ok = qz_log_init(dir.string().c_str(), keep, size);
+  // The path argument, the executable's folder, must not choose the folder.
+  bool init(int keep = 7, int size = 200) {
+    const bool ok = qz_log_init((root_ / "exe").string().c_str(), keep, size);
     opened_ += ok ? 1 : 0;
     return ok;
   }
@@ -65,17 +67,25 @@ class QzLog : public ::testing::Test {
     qz_log_uninit();
     if (opened_ > 0) --opened_;
   }
-  fs::path log_file() const { return root_ / "log" / "qz.log"; }
+  // Every log file below the test's folder.
+  std::vector<fs::path> log_files() const {
+    std::vector<fs::path> out;
+    for (const auto &entry : fs::recursive_directory_iterator(root_)) {
+      if (entry.path().filename() == "qz.log") out.push_back(entry.path());
+    }
+    return out;
+  }
+  fs::path log_file() const { return root_ / "qz.log"; }
   fs::path root_;
   int opened_ = 0;
-  std::optional<std::string> saved_tmpdir_;
+  std::vector<std::pair<const char *, std::optional<std::string>>> saved_;
 };
 
 const std::regex kLine(
     R"(^\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\.\d{3} (DEBUG|INFO|NOTICE|WARN|ERROR|L-?\d+) (\S+) (\S+):(-?\d+) (\S+): (.*)$)");
 
 TEST_F(QzLog, WritesOneLinePerRecordInTheLogFolder) {
-  ASSERT_TRUE(init(root_));
+  ASSERT_TRUE(init());
   qz_log_print(1, "net_dev_setting", "src/a.cpp", 12, "NetDevSetting::connect", "device is %s", "conncted");
   qz_log_print(4, "m", "f.cpp", 34, "fn", "value = %d\n", 25);  // a doubled newline adds a line
   for (int level : {0, 2, 3, 9}) qz_log_print(level, "m", "f.cpp", 1, "fn", "x");
@@ -104,17 +114,19 @@ TEST_F(QzLog, WritesOneLinePerRecordInTheLogFolder) {
 // Records printed while no session is open reach only the stderr mirror.
 TEST_F(QzLog, SessionsAreCountedAndStderrMirrorsEveryRecord) {
   set_env("QZ_LOG_STDERR", "1");
-  ASSERT_TRUE(init(root_));
+  ASSERT_TRUE(init());
   ::testing::internal::CaptureStderr();
-  EXPECT_TRUE(init(root_ / "ignored"));  // already open: counted, arguments ignored
+  set_env("QZ_LOG_DIR", (root_ / "ignored").string().c_str());
+  EXPECT_TRUE(init());  // already open: counted, folder unchanged
   EXPECT_FALSE(fs::exists(root_ / "ignored"));
+  set_env("QZ_LOG_DIR", root_.string().c_str());
   qz_log_print(1, "m", "f.cpp", 1, "fn", "one");
   uninit();
   qz_log_print(1, "m", "f.cpp", 2, "fn", "two");  // one session still alive
   uninit();
   qz_log_print(4, "m", "f.cpp", 3, "fn", "three");  // closed: not written
   qz_log_uninit();                                  // never below zero
-  EXPECT_TRUE(init(root_));
+  EXPECT_TRUE(init());
   qz_log_print(1, "m", "f.cpp", 4, "fn", "four");
   uninit();
   const std::string err = ::testing::internal::GetCapturedStderr();
@@ -127,32 +139,101 @@ TEST_F(QzLog, SessionsAreCountedAndStderrMirrorsEveryRecord) {
   EXPECT_TRUE(lines[2].ends_with("fn: four"));
 }
 
-TEST_F(QzLog, FallsBackToTheTemporaryDirectoryAndFailsWhenThatFailsToo) {
-  // A directory below a regular file can never be created.
-  const fs::path blocker = root_ / "blocker";
-  std::ofstream(blocker) << "x";
-  set_env(kTempVar, (blocker / "tmp").string().c_str());
-  EXPECT_FALSE(init(blocker / "app"));
+// Each row sets every variable (null: unset; a leading '/' means below the test's folder)
+// and logs its name once: a folder shared by two rows would hold two lines.
+struct FolderCase {
+  const char *name;
+  std::vector<std::pair<const char *, const char *>> env;
+  const char *folder;
+};
 
-  const fs::path tmp = root_ / "tmp";
-  fs::create_directories(tmp);
-  set_env(kTempVar, tmp.string().c_str());
-  ASSERT_TRUE(init(blocker / "app"));
-  qz_log_print(4, "m", "f.cpp", 1, "fn", "to the fallback");
-  const auto lines = lines_of(tmp / "log" / "qz.log");
-  ASSERT_EQ(lines.size(), 1u);
-  EXPECT_TRUE(lines[0].ends_with("fn: to the fallback"));
-  // The failed init was not counted: one uninit closes the log.
-  uninit();
-  qz_log_print(1, "m", "f.cpp", 1, "fn", "after close");
-  EXPECT_EQ(lines_of(tmp / "log" / "qz.log").size(), 1u);
+TEST_F(QzLog, TheEnvironmentChoosesAPerUserFolder) {
+#ifndef _WIN32
+  // Relative, so not used; it names a folder below ours all the same.
+  const std::string relative = fs::relative(root_ / "relative", fs::current_path()).string();
+#endif
+  const std::vector<FolderCase> cases = {
+#ifdef _WIN32
+      {"chosen", {{"QZ_LOG_DIR", "/chosen"}, {"LOCALAPPDATA", "/alice"}}, "chosen"},
+      {"alice", {{"QZ_LOG_DIR", nullptr}, {"LOCALAPPDATA", "/alice"}}, "alice/qz_nds"},
+      {"bob", {{"QZ_LOG_DIR", nullptr}, {"LOCALAPPDATA", "/bob"}}, "bob/qz_nds"},
+#else
+      {"chosen", {{"QZ_LOG_DIR", "/chosen"}, {"XDG_STATE_HOME", "/xdg"}, {"HOME", "/carol"}}, "chosen"},
+      {"xdg", {{"QZ_LOG_DIR", ""}, {"XDG_STATE_HOME", "/xdg"}, {"HOME", "/carol"}}, "xdg/qz_nds"},
+      {"alice",
+       {{"QZ_LOG_DIR", nullptr}, {"XDG_STATE_HOME", relative.c_str()}, {"HOME", "/alice"}},
+       "alice/.local/state/qz_nds"},
+      {"bob",
+       {{"QZ_LOG_DIR", nullptr}, {"XDG_STATE_HOME", nullptr}, {"HOME", "/bob"}},
+       "bob/.local/state/qz_nds"},
+#endif
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
+    for (const auto &[name, value] : c.env) {
+      const std::string text = value && value[0] == '/' ? (root_ / (value + 1)).string() : value ? value : "";
+      set_env(name, value ? text.c_str() : nullptr);
+    }
+    ASSERT_TRUE(init());
+    qz_log_print(1, "m", "f.cpp", 1, "fn", "%s", c.name);
+    uninit();
+    const auto lines = lines_of(root_ / c.folder / "qz.log");
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_TRUE(lines[0].ends_with("fn: " + std::string(c.name))) << lines[0];
+  }
+  EXPECT_EQ(log_files().size(), cases.size());
+#ifndef _WIN32
+  for (const auto &entry : fs::recursive_directory_iterator(root_)) {
+    if (entry.is_directory()) {
+      EXPECT_EQ(entry.status().permissions() & (fs::perms::group_all | fs::perms::others_all),
+                fs::perms::none)
+          << entry.path();
+    }
+  }
+#endif
+}
+
+// Without a usable folder a session still opens and records still reach the stderr mirror,
+// but no file is written anywhere; only the first failure of the process is reported.
+TEST_F(QzLog, WithoutAUsableFolderOrWhenTurnedOffNoFileIsWritten) {
+  const fs::path blocker = root_ / "blocker";  // a folder below a regular file cannot be created
+  std::ofstream(blocker) << "x";
+  const std::string blocked = (blocker / "sub").string();
+  const struct {
+    const char *off;
+    const char *dir;
+    bool reported;
+  } cases[] = {
+      {"off", nullptr, false},      {"OFF", nullptr, false},        {"0", nullptr, false},
+      {"False", nullptr, false},    {"no", blocked.c_str(), false}, {nullptr, blocked.c_str(), true},
+      {"", blocked.c_str(), false},  // reported once per process, not per session
+  };
+  set_env("QZ_LOG_STDERR", "1");
+  for (const auto &c : cases) {
+    SCOPED_TRACE(std::string(c.off ? c.off : "(unset)") + " " + (c.dir ? c.dir : ""));
+    set_env("QZ_LOG", c.off);
+    if (c.dir) set_env("QZ_LOG_DIR", c.dir);
+    ::testing::internal::CaptureStderr();
+    ASSERT_TRUE(init());
+    qz_log_print(3, "m", "f.cpp", 1, "fn", "still shown");
+    uninit();
+    const std::string err = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(err.find("fn: still shown\n"), std::string::npos) << err;
+    const auto report = err.find("qz_log: file logging is off: cannot create");
+    EXPECT_EQ(report != std::string::npos, c.reported) << err;
+    if (c.reported) {
+      EXPECT_NE(err.find(blocker.string(), report), std::string::npos) << err;
+    }
+    EXPECT_TRUE(log_files().empty());
+  }
+  EXPECT_FALSE(fs::exists(blocker / "sub"));
 }
 
 TEST_F(QzLog, RotatesAtTheSizeLimitKeepingTheGivenNumberOfFiles) {
-  ASSERT_TRUE(init(root_, 3, 1));  // 3 files of 1 MiB
+  ASSERT_TRUE(init(3, 1));  // 3 files of 1 MiB
   const std::string text(200, 'r');
   for (int i = 0; i < 20000; ++i) qz_log_print(1, "m", "f.cpp", i, "fn", "%06d %s", i, text.c_str());
-  const fs::path dir = root_ / "log";
+  const fs::path &dir = root_;
   for (const char *name : {"qz.log", "qz.1.log", "qz.2.log"}) {
     ASSERT_TRUE(fs::exists(dir / name)) << name;
     EXPECT_LE(fs::file_size(dir / name), 1u << 20) << name;
@@ -165,7 +246,7 @@ TEST_F(QzLog, RotatesAtTheSizeLimitKeepingTheGivenNumberOfFiles) {
 }
 
 TEST_F(QzLog, ConcurrentPrintsWhileSessionsComeAndGoProduceWholeLines) {
-  ASSERT_TRUE(init(root_));
+  ASSERT_TRUE(init());
   std::vector<std::thread> threads;
   for (int t = 0; t < 8; ++t) {
     threads.emplace_back([t] {
@@ -173,7 +254,7 @@ TEST_F(QzLog, ConcurrentPrintsWhileSessionsComeAndGoProduceWholeLines) {
     });
   }
   for (int i = 0; i < 100; ++i) {
-    ASSERT_TRUE(init(root_));
+    ASSERT_TRUE(init());
     uninit();
   }
   for (auto &th : threads) th.join();
