@@ -10,6 +10,7 @@ using nlohmann::json;
 using qz::sim::Fault;
 using qz::sim::FaultKey;
 
+constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 constexpr int kBadValue = 3;
 constexpr int kUnreachable = 4;
@@ -160,6 +161,55 @@ TEST(CliUsage, MistakesOnTheCommandLineAreUsageErrors) {
     const json error = error_of(run_qznds(full), kUsage, "usage");
     EXPECT_TRUE(mentions(error, says)) << error;
   }
+}
+
+// A state file that cannot be used, and (qznds-sim) every other mistake on the
+// command line: the documented exit code and one line on stderr that says
+// what is wrong, nothing on stdout.
+TEST(CliUsage, StateFileProblemsAndSimulatorMistakesSayWhatIsWrongInOneLine) {
+  const std::string dir = ::testing::TempDir();
+  const std::string plain = write_temp_file("plain.json", "{}");
+  const std::string bad_json = write_temp_file("bad.json", R"({"framerate": 42,)");
+  const std::string unknown_key = write_temp_file("unknown.json", R"({"framerat": 42})");
+  struct Case {
+    std::string program;
+    std::vector<std::string> args;
+    int exit_code;
+    std::string says;
+  };
+  const std::string sim = QZNDS_SIM_BINARY;
+  const Case cases[] = {
+      {sim, {"--print-state", "--state", dir}, kUsage, "state file " + dir + ": cannot read: is a directory"},
+      {sim, {"--print-state", "--state", bad_json}, kUsage, "not valid JSON"},
+      {sim, {"--print-state", "--state", unknown_key}, kUsage, "unknown key \"framerat\""},
+      {sim, {"--bogus"}, kUsage, "--bogus"},
+      {sim, {"--reboot-time", "-1"}, kUsage, "--reboot-time"},
+      {sim, {"--print-state", "--listen", "127.0.0.1:70000"}, kUsage, "bad --listen"},
+      {sim, {"--print-state", "--fault", "all:bogus"}, kUsage, "--fault all:bogus"},
+      {QZNDS_BINARY,
+       {"--simulate", "--sim-state", dir, "info"},
+       kBadValue,
+       "state file " + dir + ": cannot read: is a directory"},
+      {QZNDS_BINARY, {"--simulate", "--sim-state", bad_json, "info"}, kBadValue, "not valid JSON"},
+      {QZNDS_BINARY,
+       {"--simulate", "--sim-state", unknown_key, "info"},
+       kBadValue,
+       "unknown key \"framerat\""},
+      // Found only when the settings are saved, after the command ran.
+      {QZNDS_BINARY,
+       {"--simulate", "--sim-state", plain + "/x", "info"},
+       kFailed,
+       "cannot write: Not a directory"},
+  };
+  for (const auto &[program, args, exit_code, says] : cases) {
+    SCOPED_TRACE(program + " " + args[0] + " " + args.back());
+    const RunResult run = run_program(program, args);
+    EXPECT_EQ(run.exit_code, exit_code);
+    EXPECT_NE(run.err.find(says), std::string::npos) << run.err;
+    EXPECT_EQ(run.err.find('\n'), run.err.size() - 1) << run.err;
+    EXPECT_TRUE(run.out.empty()) << run.out;
+  }
+  for (const auto &file : {plain, bad_json, unknown_key}) unlink(file.c_str());
 }
 
 }  // namespace

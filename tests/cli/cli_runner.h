@@ -1,4 +1,5 @@
-// Runs the qznds binary as a subprocess and a simulated device for it to talk to.
+// Runs the command-line programs as subprocesses, and a simulated device for
+// qznds to talk to.
 #pragma once
 
 #include <fcntl.h>
@@ -49,12 +50,12 @@ inline std::string take_file(const std::string &path) {
   return text.str();
 }
 
-// Runs qznds with `args`; stdout and stderr are captured whole.
-inline RunResult run_qznds(const std::vector<std::string> &args) {
+// Runs `program` with `args`; stdout and stderr are captured whole.
+inline RunResult run_program(const std::string &program, const std::vector<std::string> &args) {
   static int counter = 0;
   const std::string out_path = write_temp_file("out" + std::to_string(++counter), "");
   const std::string err_path = write_temp_file("err" + std::to_string(counter), "");
-  std::vector<std::string> argv_text = {QZNDS_BINARY};
+  std::vector<std::string> argv_text = {program};
   argv_text.insert(argv_text.end(), args.begin(), args.end());
   std::vector<char *> argv;
   for (auto &arg : argv_text) argv.push_back(arg.data());
@@ -78,6 +79,10 @@ inline RunResult run_qznds(const std::vector<std::string> &args) {
   result.out = take_file(out_path);
   result.err = take_file(err_path);
   return result;
+}
+
+inline RunResult run_qznds(const std::vector<std::string> &args) {
+  return run_program(QZNDS_BINARY, args);
 }
 
 // A simulated device on 127.0.0.1 with a free port, and qznds pointed at it.

@@ -1,5 +1,8 @@
-// State as JSON (files are the CLI suite's --sim-state run), and the command line
-// fault grammar.
+// State as JSON and in files, and the command line fault grammar.
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
 #include <tuple>
 
 #include "sim_client.h"
@@ -49,7 +52,11 @@ TEST(SimState, BadJsonIsRefusedWithTheKeyAndLeavesTheState) {
       {R"({"system_time": "00"})", "system_time"},
       {R"({"account_info": "zz"})", "account_info"},
       {R"({"osd_items": [1,2,3,4,5,6,7,8,9,10,11,12]})", "osd_items"},
+      {R"({"mqtt_ip": {"hex": "31", "ascii": "1"}})", "mqtt_ip"},
       {R"([1, 2])", "object"},
+      {R"({"framerate": 50, "framerat": 50})", "unknown key \"framerat\""},
+      {R"({"osd_items": [{"display": 1, "x": 1}, {}, {}, {}, {}, {}, {}, {}, {}, {}, {}, {}]})",
+       "\"osd_items\" item 0: unknown key \"x\""},
   };
   for (const auto &[text, key] : cases) {
     SCOPED_TRACE(text);
@@ -59,6 +66,46 @@ TEST(SimState, BadJsonIsRefusedWithTheKeyAndLeavesTheState) {
     EXPECT_NE(error.find(key), std::string::npos) << error;
     EXPECT_TRUE(s == DeviceState{});
   }
+}
+
+// What the programs print when a state file cannot be used: one line with the
+// file and the problem. A failed load leaves the state as it was.
+TEST(SimStateFile, EveryProblemIsOneLineNamingTheFileAndWhatIsWrong) {
+  const std::string dir = ::testing::TempDir() + "qz_sim_state_" + std::to_string(getpid());
+  std::filesystem::create_directories(dir);
+  const std::string plain = dir + "/plain.json";
+  const std::string bad_json = dir + "/bad.json";
+  const std::string unknown_key = dir + "/unknown.json";
+  std::ofstream(plain) << "{}";
+  std::ofstream(bad_json) << R"({"framerate": 50,)";
+  std::ofstream(unknown_key) << R"({"framerate": 50, "framerat": 50})";
+  struct Case {
+    bool save;
+    std::string path;
+    std::string says;
+  };
+  const Case cases[] = {
+      {false, dir, "cannot read: is a directory"},
+      {false, dir + "/missing.json", "cannot read: No such file or directory"},
+      {false, plain + "/state.json", "cannot read: Not a directory"},
+      {false, bad_json, "not valid JSON: parse error at line 1, column 18"},
+      {false, unknown_key, "unknown key \"framerat\""},
+      {true, dir, "cannot write: is a directory"},
+      {true, plain + "/state.json", "cannot write: Not a directory"},
+      {true, "/dev/full", "cannot write: No space left on device"},  // a full disk
+  };
+  for (const auto &[save, path, says] : cases) {
+    SCOPED_TRACE(path);
+    DeviceState state;
+    state.framerate = 7;
+    std::string error;
+    EXPECT_FALSE(save ? save_state_file(path, state, error) : load_state_file(path, state, error));
+    EXPECT_EQ(error.rfind("state file " + path + ": ", 0), 0u) << error;
+    EXPECT_NE(error.find(says), std::string::npos) << error;
+    EXPECT_EQ(error.find('\n'), std::string::npos) << error;
+    EXPECT_EQ(state.framerate, 7);
+  }
+  std::filesystem::remove_all(dir);
 }
 
 // Every field a fault text can set (raw_hook has no spelling).

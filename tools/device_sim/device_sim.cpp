@@ -3,8 +3,10 @@
 #include <array>
 #include <asio.hpp>
 #include <atomic>
+#include <cerrno>
 #include <cstring>
 #include <deque>
+#include <filesystem>
 #include <fstream>
 #include <future>
 #include <map>
@@ -702,31 +704,64 @@ SimStats DeviceSim::stats() const {
   return SimStats{i.accepted_, i.refused_, i.active_, i.requests_, i.responses_, i.garbage_, i.reboots_};
 }
 
+namespace {
+
+// "state file PATH: WHAT", the one form of every state file problem.
+bool state_file_problem(const std::string &path, const std::string &what, std::string &error) {
+  error = "state file " + path + ": " + what;
+  return false;
+}
+
+// Why the last system call failed, in words.
+std::string system_reason() {
+  const int code = errno;
+  return code != 0 ? std::generic_category().message(code) : "input/output error";
+}
+
+// Opens `file` unless `path` is a directory (POSIX systems open one like a
+// file, and reading it then fails). Returns why it did not open.
+template <class Stream>
+std::optional<std::string> open_state_file(Stream &file, const std::string &path, std::ios::openmode mode) {
+  std::error_code ec;
+  if (std::filesystem::is_directory(path, ec)) return "is a directory";
+  errno = 0;
+  file.open(path, mode);
+  if (file.is_open()) return std::nullopt;
+  return system_reason();
+}
+
+}  // namespace
+
 bool load_state_file(const std::string &path, DeviceState &state, std::string &error) {
-  std::ifstream in(path);
-  if (!in) {
-    error = "cannot open " + path;
-    return false;
+  std::ifstream in;
+  if (auto why = open_state_file(in, path, std::ios::binary))
+    return state_file_problem(path, "cannot read: " + *why, error);
+  nlohmann::json json;
+  try {
+    json = nlohmann::json::parse(in);
+  } catch (const nlohmann::json::parse_error &e) {
+    // "[json.exception.parse_error.101] parse error at line 1, column 2: ..."
+    const std::string what = e.what();
+    const auto start = what.find("] ");
+    return state_file_problem(
+        path, "not valid JSON: " + what.substr(start == std::string::npos ? 0 : start + 2), error);
+  } catch (const std::ios_base::failure &) {
+    return state_file_problem(path, "cannot read: " + system_reason(), error);
   }
-  nlohmann::json json = nlohmann::json::parse(in, nullptr, false);
-  if (json.is_discarded()) {
-    error = path + " is not valid JSON";
-    return false;
-  }
-  if (!state_from_json(json, state, error)) {
-    error = path + ": " + error;
-    return false;
-  }
+  std::string problem;
+  if (!state_from_json(json, state, problem)) return state_file_problem(path, problem, error);
   return true;
 }
 
 bool save_state_file(const std::string &path, const DeviceState &state, std::string &error) {
-  std::ofstream out(path, std::ios::trunc);
-  if (out) out << state_to_json(state).dump(2) << '\n';
-  if (!out) {
-    error = "cannot write " + path;
-    return false;
-  }
+  std::ofstream out;
+  if (auto why = open_state_file(out, path, std::ios::binary | std::ios::trunc))
+    return state_file_problem(path, "cannot write: " + *why, error);
+  errno = 0;
+  out << state_to_json(state).dump(2) << '\n';
+  // A full disk may show only when the buffer goes out, on close.
+  out.close();
+  if (!out) return state_file_problem(path, "cannot write: " + system_reason(), error);
   return true;
 }
 

@@ -111,7 +111,9 @@ class DeviceSim {
   std::unique_ptr<Impl> impl_;
 };
 
-// State files: the JSON of state_to_json, written with indentation.
+// State files: the JSON of state_to_json, written with indentation. On
+// failure `error` is one line, "state file PATH: " and the problem (cannot
+// read or write and why, not valid JSON, a bad or unknown key).
 bool load_state_file(const std::string &path, DeviceState &state, std::string &error);
 bool save_state_file(const std::string &path, const DeviceState &state, std::string &error);
 

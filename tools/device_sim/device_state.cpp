@@ -1,6 +1,7 @@
 #include "device_state.h"
 
 #include <limits>
+#include <set>
 
 namespace qz::sim {
 
@@ -68,6 +69,16 @@ class FromJson {
   FromJson(const json &in, std::string &error) : in_(in), error_(error) {}
   bool ok() const { return ok_; }
 
+  // After every field was visited: a key that named none is a mistake (a
+  // misspelt key would otherwise leave its field at the default unnoticed).
+  void refuse_unknown_keys(const std::string &where = "") {
+    for (const auto &item : in_.items()) {
+      if (!ok_ || known_.contains(item.key())) continue;
+      ok_ = false;
+      error_ = where + "unknown key \"" + item.key() + "\"";
+    }
+  }
+
   template <class T>
   void number(const char *key, T &value) {
     const json *j = find(key);
@@ -115,13 +126,15 @@ class FromJson {
       sub.number("attribute", items[i].attribute);
       sub.number("value1", items[i].value1);
       sub.number("value2", items[i].value2);
+      sub.refuse_unknown_keys(std::string("\"") + key + "\" item " + std::to_string(i) + ": ");
       ok_ = sub.ok();
     }
   }
 
  private:
-  const json *find(const char *key) const {
+  const json *find(const char *key) {
     if (!ok_) return nullptr;
+    known_.insert(key);
     auto it = in_.find(key);
     return it == in_.end() ? nullptr : &*it;
   }
@@ -143,7 +156,7 @@ class FromJson {
     std::string parsed;
     if (j.is_string()) {
       parsed = j.get<std::string>();
-    } else if (j.is_object() && j.contains("hex") && j["hex"].is_string()) {
+    } else if (j.is_object() && j.size() == 1 && j.contains("hex") && j["hex"].is_string()) {
       std::vector<uint8_t> raw;
       if (!from_hex(j["hex"].get<std::string>(), raw)) return fail(key, "holds bad hex");
       parsed.assign(raw.begin(), raw.end());
@@ -162,6 +175,7 @@ class FromJson {
   const json &in_;
   std::string &error_;
   bool ok_ = true;
+  std::set<std::string> known_;  // the keys asked for
 };
 
 // The one list of persisted fields, walked by both directions.
@@ -266,6 +280,7 @@ bool state_from_json(const nlohmann::json &json_in, DeviceState &state, std::str
   DeviceState next = state;
   FromJson reader(json_in, error);
   visit_fields(next, reader);
+  reader.refuse_unknown_keys();
   if (!reader.ok()) return false;
   state = std::move(next);
   return true;

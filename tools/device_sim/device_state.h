@@ -136,8 +136,9 @@ nlohmann::json state_to_json(const DeviceState &state);
 
 // Reads a state from JSON. Keys that are missing keep the values `state`
 // already holds, so a file may list only what differs from the defaults.
-// Returns false with a message naming the key when a value has the wrong type
-// or does not fit its field; `state` is then unchanged.
+// Returns false with a message naming the key when a key is unknown or a
+// value has the wrong type or does not fit its field; `state` is then
+// unchanged.
 bool state_from_json(const nlohmann::json &json, DeviceState &state, std::string &error);
 
 // Hex helpers shared by the state file, the fault grammar and the log.

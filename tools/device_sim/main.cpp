@@ -10,12 +10,23 @@
 #include <csignal>
 #include <iostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "device_sim.h"
 #include "qz_net_dev_setting.h"
 
 namespace {
+
+// Exit codes (tools/device_sim/README.md).
+constexpr int kExitFailure = 1;  // cannot listen, or cannot save the state on exit
+constexpr int kExitUsage = 2;    // a bad command line, or a state file that cannot be used
+
+// One line on stderr; returns the exit code.
+int fail(int code, const std::string &message) {
+  std::cerr << "qznds-sim: " << message << '\n';
+  return code;
+}
 
 // "ADDR:PORT", "ADDR", ":PORT" or "[V6ADDR]:PORT".
 bool parse_listen(const std::string &text, std::string &address, uint16_t &port) {
@@ -85,50 +96,42 @@ int main(int argc, char **argv) {
   app.add_flag("--lenient", lenient,
                "Accept any value for flags, small numbers and ports (lengths still checked)");
   app.add_flag("--print-state", print_state, "Print the (loaded) device state as JSON and exit");
-  CLI11_PARSE(app, argc, argv);
-
-  SimOptions options;
-  if (!parse_listen(listen, options.address, options.port)) {
-    std::cerr << "qznds-sim: bad --listen \"" << listen << "\"\n";
-    return 2;
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError &e) {
+    if (e.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app.exit(e);  // help, version
+    return fail(kExitUsage, std::string(e.what()) + " (see qznds-sim --help)");
   }
+
+  // Everything given is checked before anything starts.
+  SimOptions options;
+  if (!parse_listen(listen, options.address, options.port))
+    return fail(kExitUsage, "bad --listen \"" + listen + "\"");
   options.reboot_time = std::chrono::milliseconds(reboot_ms);
   options.log = quiet ? nullptr : &std::cout;
   options.strict = !lenient;
-
-  DeviceState state;
+  RefuseMode mode = RefuseMode::none;
+  if (!parse_refuse_mode(refuse, mode))
+    return fail(kExitUsage, "bad --refuse \"" + refuse + "\" (none, close or stop)");
   std::string error;
-  if (!state_file.empty() && !load_state_file(state_file, state, error)) {
-    std::cerr << "qznds-sim: " << error << '\n';
-    return 2;
+  std::vector<std::pair<FaultKey, Fault>> faults;
+  for (const auto &text : fault_specs) {
+    auto &[key, fault] = faults.emplace_back();
+    if (!parse_fault_spec(text, key, fault, error)) return fail(kExitUsage, "--fault " + text + ": " + error);
   }
+  DeviceState state;
+  if (!state_file.empty() && !load_state_file(state_file, state, error)) return fail(kExitUsage, error);
   if (print_state) {
     std::cout << state_to_json(state).dump(2) << '\n';
     return 0;
   }
 
   DeviceSim sim(options, state);
-  for (const auto &text : fault_specs) {
-    FaultKey key;
-    Fault fault;
-    if (!parse_fault_spec(text, key, fault, error)) {
-      std::cerr << "qznds-sim: --fault " << text << ": " << error << '\n';
-      return 2;
-    }
-    sim.set_fault(key, std::move(fault));
-  }
-  RefuseMode mode = RefuseMode::none;
-  if (!parse_refuse_mode(refuse, mode)) {
-    std::cerr << "qznds-sim: bad --refuse \"" << refuse << "\" (none, close or stop)\n";
-    return 2;
-  }
+  for (auto &[key, fault] : faults) sim.set_fault(key, std::move(fault));
   sim.set_refuse(mode);
 
   raise_descriptor_limit();
-  if (!sim.start(&error)) {
-    std::cerr << "qznds-sim: " << error << '\n';
-    return 1;
-  }
+  if (!sim.start(&error)) return fail(kExitFailure, error);
   std::cout << "qznds-sim listening on " << options.address << ':' << sim.port() << std::endl;
 
   asio::io_context main_io;
@@ -137,10 +140,7 @@ int main(int argc, char **argv) {
   main_io.run();
 
   sim.stop();
-  if (!save_file.empty() && !sim.save_state(save_file, &error)) {
-    std::cerr << "qznds-sim: " << error << '\n';
-    return 1;
-  }
+  if (!save_file.empty() && !sim.save_state(save_file, &error)) return fail(kExitFailure, error);
   std::cout << "qznds-sim stopped" << std::endl;
   return 0;
 }

@@ -8,9 +8,11 @@ namespace qznds {
 namespace {
 
 constexpr std::array<ExitCodeInfo, 7> kExitCodes = {{
-    {ErrorKind::failed, 1, "failed", "the SDK or the simulated device failed for a reason of its own"},
+    {ErrorKind::failed, 1, "failed",
+     "the SDK or the simulated device failed, or the --sim-state file could not be written"},
     {ErrorKind::usage, 2, "usage", "bad command line: unknown command or setting, no --device/--simulate"},
-    {ErrorKind::bad_value, 3, "bad_value", "a value is out of range or has the wrong form; nothing was sent"},
+    {ErrorKind::bad_value, 3, "bad_value",
+     "a value (or the --sim-state file) is out of range or has the wrong form; nothing was sent"},
     {ErrorKind::unreachable, 4, "unreachable", "the device cannot be reached, or the connection was lost"},
     {ErrorKind::refused, 5, "refused", "the device refused the command (non-zero response code)"},
     {ErrorKind::timeout, 6, "timeout", "the device did not answer within 10 s"},

@@ -19,10 +19,13 @@ qz::sim::SimOptions loopback_options() {
 
 Simulator::Simulator(std::string state_file) : state_file_(std::move(state_file)), sim_(loopback_options()) {
   std::string error;
+  // A file that is not there yet is written on exit; any other problem with
+  // it (a directory, unreadable, bad JSON, a bad or unknown key) is a bad
+  // --sim-state value, found before anything runs.
   std::error_code ec;
-  if (!state_file_.empty() && std::filesystem::exists(state_file_, ec) &&
-      !sim_.load_state(state_file_, &error)) {
-    throw ToolError(ErrorKind::failed, "simulated device: " + error);
+  const bool exists = std::filesystem::exists(state_file_, ec);
+  if (!state_file_.empty() && (exists || ec) && !sim_.load_state(state_file_, &error)) {
+    throw ToolError(ErrorKind::bad_value, error);
   }
   if (!sim_.start(&error)) throw ToolError(ErrorKind::failed, "simulated device: " + error);
 }
@@ -34,9 +37,8 @@ std::string Simulator::address() const {
 void Simulator::finish() {
   sim_.stop();
   std::string error;
-  if (!state_file_.empty() && !sim_.save_state(state_file_, &error)) {
-    throw ToolError(ErrorKind::failed, "simulated device: " + error);
-  }
+  if (!state_file_.empty() && !sim_.save_state(state_file_, &error))
+    throw ToolError(ErrorKind::failed, error);
 }
 
 }  // namespace qznds
