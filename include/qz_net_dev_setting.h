@@ -5,9 +5,15 @@
  * Every function returns true (non-zero) on success and false (zero) on
  * failure; failures are written to the log. A session handle comes from
  * qz_nds_init() and is released with qz_nds_uninit(). Calls that talk to the
- * device block the calling thread until the device answers or 10 s passed.
- * All functions are safe to call from several threads on one session, but
- * qz_nds_uninit() must not race with other calls on the same handle.
+ * device block the calling thread until the device answers or 10 s passed
+ * since the call: the time to hand the request to the connection counts
+ * against the 10 s, so no such call blocks longer whatever the device does
+ * (a connection that cannot take a request in that time is closed). A
+ * request whose frame would exceed 1 MiB is refused before it is sent, with
+ * the error "send cmd[MAIN, SUB] size = N is over the frame limit of
+ * 1048548". All functions are safe to call from several threads on one
+ * session; qz_nds_uninit() wakes the calls inside the session and waits for
+ * them to return, and no call may start after it returned.
  *
  * Every function but qz_nds_init() and qz_nds_uninit() takes the session
  * handle first. A handle that is null or not a session makes the function
@@ -104,12 +110,14 @@ QZ_NDS_API bool qz_nds_init(qz_nds_handle *handle_out);
 /**
  * @brief Destroys the session @p *handle_io and sets @p *handle_io to null.
  *
- * Closes the connection if one stands. Callers that wait for an answer on this
- * session are woken and fail. No other call may run on the handle while it is
- * destroyed.
+ * Closes the connection if one stands, which makes calls blocked sending on it
+ * fail; calls that wait for an answer on this session are woken and fail.
+ * The session is released once every call inside it has returned; no call
+ * may start on the handle after this function returned.
  *
  * - Device: nothing is sent; the connection is closed.
- * - Waits: no.
+ * - Waits: until the calls inside the session have returned (at once for
+ *   calls that send or wait for an answer).
  * - Logs: nothing.
  *
  * @param handle_io Address of the caller's handle variable.
@@ -127,7 +135,8 @@ QZ_NDS_API bool qz_nds_uninit(qz_nds_handle *handle_io);
  *
  * - Device: opens the TCP connection; no command is sent.
  * - Waits: until the connection stands or fails (the transport gives up after
- *   about 3 s).
+ *   about 3 s, plus the host-name lookup); a connect or disconnect of the
+ *   same session in progress on another thread finishes first.
  * - Logs: "connect server %s failed" (error) with the address;
  *   "device is conncted" (info) when already connected;
  *   "net dev setting on connected" (info) once the connection stands.
@@ -148,7 +157,8 @@ QZ_NDS_API bool qz_nds_connect(qz_nds_handle handle, const char *address);
  * waiting for an answer run into their wait time.
  *
  * - Device: closes the TCP connection; no command is sent.
- * - Waits: no.
+ * - Waits: only for a connect of the same session in progress on another
+ *   thread.
  * - Logs: "device is not connected" (error) when no connection stood;
  *   "disconnect faild, net handle is null" (error) without a TCP client.
  *
