@@ -65,7 +65,7 @@ if(QZ_NDS_EXECUTABLES)
   install(TARGETS ${QZ_NDS_EXECUTABLES} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 
-install(FILES ${PROJECT_SOURCE_DIR}/include/qz_net_dev_setting.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/include/qz_net_dev_setting.h ${PROJECT_SOURCE_DIR}/include/qz_nds_ext.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 if(WIN32)
   # With the export list, MSVC users make an import library: lib /def:qz_net_dev_setting.def
   install(FILES ${PROJECT_SOURCE_DIR}/src/net_dev_setting/qz_net_dev_setting.def DESTINATION ${CMAKE_INSTALL_LIBDIR})

@@ -175,6 +175,34 @@ NetDevSetting::~NetDevSetting() {
   pending.clear();
 }
 
+void NetDevSetting::record_outcome(const CallError &error) {
+  const auto self = std::this_thread::get_id();
+  std::lock_guard guard(errors_mutex_);
+  set_thread_last_error(error, address_);
+  for (auto &[thread, last] : errors_) {
+    if (thread == self) {
+      last = error;
+      return;
+    }
+  }
+  if (errors_.size() == kMaxErrorThreads) errors_.erase(errors_.begin());
+  errors_.emplace_back(self, error);
+}
+
+qz_ndsx_error NetDevSetting::last_error() {
+  CallError last;
+  std::string address;
+  {
+    const auto self = std::this_thread::get_id();
+    std::lock_guard guard(errors_mutex_);
+    for (const auto &[thread, error] : errors_) {
+      if (thread == self) last = error;
+    }
+    address = address_;
+  }
+  return to_public_error(last, address);
+}
+
 void NetDevSetting::leave_call() {
   // Notified under the mutex, so destruction cannot free the object while
   // this call still uses it.
@@ -185,7 +213,10 @@ void NetDevSetting::leave_call() {
 void NetDevSetting::wake_all_waiters(bool closing) {
   table_lock.lock();
   if (closing) closing_ = true;
-  for (auto &[seq, entry] : pending) entry->event.signal_all();
+  for (auto &[seq, entry] : pending) {
+    if (entry->ending == Ending::none) entry->ending = closing ? Ending::closing : Ending::connection_lost;
+    entry->event.signal_all();
+  }
   table_lock.unlock();
 }
 
@@ -215,8 +246,13 @@ bool NetDevSetting::connect(const char *address) {
     NDS_LOG(kLogNotice, "NetDevSetting::connect", "device is conncted");
     return true;
   }
+  {
+    std::lock_guard errors_guard(errors_mutex_);
+    address_ = address;
+  }
   if (!qz_net_connect_server(net_handle, address, kDevicePort, &NetDevSetting::net_callback, this)) {
     NDS_LOG(kLogError, "NetDevSetting::connect", "connect server %s failed", address);
+    note_error(QZ_NDSX_CONNECT_FAILED);
     return false;
   }
   return true;
@@ -233,6 +269,7 @@ bool NetDevSetting::disconnect() {
   reset_on_disconnect();
   if (net_handle == nullptr) {
     NDS_LOG(kLogError, "NetDevSetting::disconnect", "disconnect faild, net handle is null");
+    note_error(QZ_NDSX_NOT_CONNECTED);
     return false;
   }
   return qz_net_disconnect_server(net_handle);
@@ -341,6 +378,8 @@ bool NetDevSetting::on_data(uint32_t data_type, uint32_t length, const uint8_t *
       PendingEntry &entry = *it->second;
       if (ok && entry.sink) entry.sink();
       entry.status = ok ? frame.header.code : kStatusFailure;
+      entry.ending = Ending::answered;
+      entry.response_code = frame.header.code;
       sleeper = entry.event.post();
     }
     table_lock.unlock();
@@ -417,6 +456,7 @@ bool NetDevSetting::payload_fits(uint32_t main, uint32_t sub, std::size_t size) 
   NDS_LOG(kLogError, "NetDevSetting::send_cmd", "send cmd[%d, %d] size = %llu is over the frame limit of %d",
           static_cast<int>(main), static_cast<int>(sub), static_cast<unsigned long long>(size),
           static_cast<int>(wire::kMaxPayloadSize));
+  note_error(QZ_NDSX_BAD_ARGUMENT, main, sub);
   return false;
 }
 
@@ -432,12 +472,14 @@ bool NetDevSetting::send_cmd(uint32_t main, uint32_t sub, uint32_t payload_len, 
   const auto started = Clock::now();
   if (!connected) {
     NDS_LOG(kLogError, "NetDevSetting::send_cmd", "device is not connected");
+    note_error(QZ_NDSX_NOT_CONNECTED, main, sub);
     return false;
   }
   if (payload_len != 0 && payload == nullptr) {
     // The frame would carry bytes nobody filled in.
     NDS_LOG(kLogError, "NetDevSetting::send_cmd", "send cmd[%d, %d] size = %d failed", static_cast<int>(main),
             static_cast<int>(sub), static_cast<int>(payload_len));
+    note_error(QZ_NDSX_BAD_ARGUMENT, main, sub);
     return false;
   }
   if (!payload_fits(main, sub, payload_len)) return false;
@@ -451,6 +493,7 @@ bool NetDevSetting::send_cmd(uint32_t main, uint32_t sub, uint32_t payload_len, 
     heap_buffer.reset(new (std::nothrow) uint8_t[buffer_size]);
     if (!heap_buffer) {
       NDS_LOG(kLogError, "NetDevSetting::send_cmd", "new buffer = %d is failed", static_cast<int>(buffer_size));
+      note_error(QZ_NDSX_SEND_FAILED, main, sub);
       return false;
     }
     buffer = heap_buffer.get();
@@ -469,7 +512,8 @@ bool NetDevSetting::send_cmd(uint32_t main, uint32_t sub, uint32_t payload_len, 
   const auto frame_size = static_cast<uint32_t>(
       wire::write_frame(buffer, wire::kPackageRequest, static_cast<uint8_t>(main), static_cast<uint8_t>(sub),
                         wire::kRequestMarker, seq, static_cast<const uint8_t *>(payload), payload_len));
-  bool result = (wait_ms == 0 || registered) && send_data(frame_size, buffer);
+  const bool sent = (wait_ms == 0 || registered) && send_data(frame_size, buffer);
+  bool result = sent;
   if (wait_ms != 0) {
     // The time the frame took to go out is part of the wait.
     const auto spent = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - started).count();
@@ -479,8 +523,25 @@ bool NetDevSetting::send_cmd(uint32_t main, uint32_t sub, uint32_t payload_len, 
   if (!result) {
     NDS_LOG(kLogError, "NetDevSetting::send_cmd", "send cmd[%d, %d] size = %d failed", static_cast<int>(main),
             static_cast<int>(sub), static_cast<int>(payload_len));
+    // The entry left the table in check_response_status: nobody writes it now.
+    note_error(wait_ms != 0 && !registered ? QZ_NDSX_CLOSING : failure_kind(sent, entry), main, sub,
+               entry.response_code);
   }
   return result;
+}
+
+int NetDevSetting::failure_kind(bool sent, const PendingEntry &entry) {
+  switch (entry.ending) {
+    case Ending::answered:
+      return entry.response_code != 0 ? QZ_NDSX_REFUSED : QZ_NDSX_BAD_ANSWER;
+    case Ending::connection_lost:
+      return sent ? QZ_NDSX_CONNECTION_LOST : QZ_NDSX_SEND_FAILED;
+    case Ending::closing:
+      return QZ_NDSX_CLOSING;
+    case Ending::none:
+      break;
+  }
+  return sent ? QZ_NDSX_TIMEOUT : QZ_NDSX_SEND_FAILED;
 }
 
 bool NetDevSetting::send_data(uint32_t length, const uint8_t *data) {

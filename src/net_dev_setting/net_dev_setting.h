@@ -10,11 +10,13 @@
 #include <mutex>
 #include <span>
 #include <string>
+#include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "qz_log.h"
+#include "qz_nds_ext.h"
 #include "wire_frame.h"
 
 struct TransportEvent;
@@ -31,9 +33,55 @@ inline constexpr int kLogNotice = 1;
 inline constexpr int kLogError = 4;
 
 // Logs one record with the calling file and line and an explicit function
-// name ("NetDevSetting::send_cmd" or the export's own name).
-#define NDS_LOG(level, function, ...) \
-  qz_log_print((level), ::qz::nds::kLogModule, __FILE__, __LINE__, (function), __VA_ARGS__)
+// name ("NetDevSetting::send_cmd" or the export's own name), and hands it to
+// the application's log callback when one is set.
+#define NDS_LOG(level, function, ...)                                                              \
+  do {                                                                                             \
+    qz_log_print((level), ::qz::nds::kLogModule, __FILE__, __LINE__, (function), __VA_ARGS__);     \
+    if (::qz::nds::log_callback_set()) ::qz::nds::forward_log((level), (function), __VA_ARGS__); \
+  } while (0)
+
+bool log_callback_set();
+#if defined(__GNUC__)
+__attribute__((format(printf, 3, 4)))
+#endif
+void forward_log(int level, const char *function, const char *format, ...);
+
+// The outcome of one export call, as qz_ndsx_last_error reports it.
+struct CallError {
+  int kind = QZ_NDSX_OK;
+  int response_code = 0;
+  uint8_t main = 0;
+  uint8_t sub = 0;
+};
+
+// Records the cause of the failure of the calling thread's current export
+// call; the first cause recorded in a call wins. Nothing happens outside an
+// export call (on the transport's thread).
+void note_error(int kind, uint32_t main = 0, uint32_t sub = 0, int response_code = 0);
+
+// `error` in the form of qz_ndsx_last_error, with `address` cut to fit.
+qz_ndsx_error to_public_error(const CallError &error, const std::string &address);
+// The outcome of the calling thread's last export call on any session.
+const qz_ndsx_error &thread_last_error();
+void set_thread_last_error(const CallError &error, const std::string &address);
+
+// Collects the causes noted during one export call on this thread.
+class CallScope {
+ public:
+  CallScope();
+  ~CallScope();
+  CallScope(const CallScope &) = delete;
+  CallScope &operator=(const CallScope &) = delete;
+  // The outcome: the first cause noted, or, for a failure without one, an
+  // argument the export refused itself.
+  CallError outcome(bool ok) const;
+
+ private:
+  friend void note_error(int, uint32_t, uint32_t, int);
+  CallError error_;
+  CallScope *outer_;
+};
 
 // Device texts are byte strings: explicit length, NULs allowed.
 using ByteString = std::string;
@@ -137,10 +185,16 @@ inline constexpr uint32_t kStatusSuccess = 0;
 inline constexpr uint32_t kStatusFailure = 1;
 inline constexpr uint32_t kStatusPending = 2;
 
+// How a waited command's wait ended, besides by its timeout.
+enum class Ending : uint8_t { none, answered, connection_lost, closing };
+
 // One waited command, from registration until its caller's wait has ended.
-// Lives on the caller's stack; the pending table points to it.
+// Lives on the caller's stack; the pending table points to it. The fields
+// are written under table_lock.
 struct PendingEntry {
   uint32_t status = kStatusPending;
+  Ending ending = Ending::none;
+  uint8_t response_code = 0;
   AnswerSink sink;
   ConditionEvent event;
 };
@@ -279,6 +333,9 @@ class NetDevSetting : public _QZBaseObject {
   // False, with one level-4 line, when a payload of `size` bytes does not fit
   // in a frame.
   static bool payload_fits(uint32_t main, uint32_t sub, std::size_t size);
+  // What made a waited or unwaited exchange fail, from whether its frame
+  // went out and how its wait ended.
+  static int failure_kind(bool sent, const PendingEntry &entry);
   bool send_data(uint32_t length, const uint8_t *data);
   bool check_response_status(uint32_t seq, PendingEntry &entry, uint32_t wait_ms);
 
@@ -289,6 +346,10 @@ class NetDevSetting : public _QZBaseObject {
     ++active_calls_;
   }
   void leave_call();
+
+  // Per-thread outcome of the last export call (qz_ndsx_last_error).
+  void record_outcome(const CallError &error);
+  qz_ndsx_error last_error();
 
   // ---- Device identity and status --------------------------------------
   bool get_machine_config_info();
@@ -427,6 +488,13 @@ class NetDevSetting : public _QZBaseObject {
   // Set under table_lock once destruction began: send_cmd refuses.
   bool closing_ = false;
 
+  // The last outcome of each thread that called, oldest first; at most
+  // kMaxErrorThreads threads are remembered.
+  static constexpr std::size_t kMaxErrorThreads = 64;
+  std::mutex errors_mutex_;
+  std::vector<std::pair<std::thread::id, CallError>> errors_;
+  std::string address_;  // last address given to connect, under errors_mutex_
+
   // Callers inside an export; destruction waits until none is left.
   std::mutex calls_mutex_;
   std::condition_variable calls_done_;
@@ -465,15 +533,23 @@ extern const std::span<const SettingParserEntry> kDeviceControlSettingParsers;
 // log line. Every export but init and uninit goes through here.
 template <class F>
 bool with_session(void *handle, F &&f) {
-  if (!check_type_tag(handle, kTypeTag)) return false;
+  if (!check_type_tag(handle, kTypeTag)) {
+    set_thread_last_error(CallError{QZ_NDSX_BAD_ARGUMENT}, {});
+    return false;
+  }
   NetDevSetting *session = NetDevSetting::from_handle(handle);
   session->enter_call();
   bool ok = false;
-  try {
-    ok = f(*session);
-  } catch (...) {
-    // Nothing is thrown across the library boundary (allocation failure).
-    ok = false;
+  {
+    CallScope scope;
+    try {
+      ok = f(*session);
+    } catch (...) {
+      // Nothing is thrown across the library boundary (allocation failure).
+      note_error(QZ_NDSX_SEND_FAILED);
+      ok = false;
+    }
+    session->record_outcome(scope.outcome(ok));
   }
   session->leave_call();
   return ok;

@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "frames.h"
+#include "qz_nds_ext.h"
 #include "sim_session.h"
 #include "wire_frame.h"
 
@@ -217,6 +218,12 @@ class RawDevice {
   std::thread thread_;
 };
 
+int last_error_kind(qz_nds_handle handle) {
+  qz_ndsx_error e{};
+  qz_ndsx_last_error(handle, &e);
+  return e.kind;
+}
+
 void answer_port(Peer &peer, const wire::FrameView &request, uint32_t port) {
   Bytes payload;
   wire::Writer(payload).u32(port);
@@ -359,12 +366,17 @@ TEST(SlowDevice, LargeWritesToADeviceReadingATrickleEndWithinTheWait) {
   const std::vector<uint8_t> block(wire::kMaxPayloadSize, 0x5A);
   constexpr int kCallers = 16;
   std::vector<std::chrono::milliseconds> took(kCallers);
+  std::mutex kinds_mutex;
+  std::vector<int> kinds;
   std::vector<std::thread> callers;
   std::atomic<int> succeeded{0};
   for (auto &t : took) {
     callers.emplace_back([&] {
       t = time_of(
           [&] { succeeded += qz_nds_set_account_info(s.handle, block.data(), block.size()) ? 1 : 0; });
+      const int kind = last_error_kind(s.handle);
+      std::lock_guard lock(kinds_mutex);
+      kinds.push_back(kind);
     });
   }
   for (auto &c : callers) c.join();
@@ -373,6 +385,12 @@ TEST(SlowDevice, LargeWritesToADeviceReadingATrickleEndWithinTheWait) {
               static_cast<long long>(longest.count()));
   EXPECT_EQ(succeeded, 0);
   EXPECT_LT(longest, kWait + 1500ms);
+  // A caller whose frame did not go out in time failed to send; the others
+  // lost their connection with it, or their wait ran out at the same time.
+  EXPECT_NE(std::count(kinds.begin(), kinds.end(), QZ_NDSX_SEND_FAILED), 0);
+  for (int kind : kinds)
+    EXPECT_TRUE(kind == QZ_NDSX_SEND_FAILED || kind == QZ_NDSX_CONNECTION_LOST || kind == QZ_NDSX_TIMEOUT)
+        << kind;
   EXPECT_LT(time_of([&] { EXPECT_FALSE(qz_nds_get_machine_config_info(s.handle)); }), kPrompt);
 }
 
@@ -386,12 +404,14 @@ TEST(SlowDevice, UninitWhileThreadsSendToADeviceThatDoesNotReadReleasesThemAll) 
   ASSERT_TRUE(qz_nds_connect(handle, device.address().c_str()));
   constexpr int kThreads = 8;
   const std::vector<uint8_t> block(wire::kMaxPayloadSize, 0x33);
-  std::atomic<int> inside{0}, succeeded{0};
+  std::atomic<int> inside{0}, succeeded{0}, closing{0};
   std::vector<std::thread> threads;
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([&] {
       ++inside;
       if (qz_nds_set_account_info(handle, block.data(), block.size())) ++succeeded;
+      // The session is gone: the thread's last call of all says why.
+      closing += last_error_kind(nullptr) == QZ_NDSX_CLOSING ? 1 : 0;
     });
   }
   ASSERT_TRUE(eventually([&] { return inside == kThreads; }));
@@ -403,6 +423,7 @@ TEST(SlowDevice, UninitWhileThreadsSendToADeviceThatDoesNotReadReleasesThemAll) 
             }),
             kPrompt);
   EXPECT_EQ(succeeded, 0);
+  EXPECT_EQ(closing, kThreads);
 }
 
 // ---- The simulated device with faults ------------------------------------------

@@ -77,7 +77,8 @@ AsyncDeliverer &deliverer() {
 }
 
 bool call(FakeNet::Client *client, uint32_t type, const Bytes *bytes) {
-  TransportEvent event{0, type, bytes ? bytes->data() : nullptr, bytes ? static_cast<uint32_t>(bytes->size()) : 0};
+  TransportEvent event{0, type, bytes ? bytes->data() : nullptr,
+                       bytes ? static_cast<uint32_t>(bytes->size()) : 0};
   return client->callback(&event, client->user);
 }
 
@@ -93,9 +94,19 @@ void FakeNet::reset() {
   std::lock_guard lock(mutex_);
   responder_ = nullptr;
   sent_.clear();
-  connect_ok_ = send_ok_ = true;
+  init_ok_ = connect_ok_ = send_ok_ = true;
   async_ = false;
   connect_calls_ = disconnect_calls_ = 0;
+}
+
+void FakeNet::set_init_result(bool ok) {
+  std::lock_guard lock(mutex_);
+  init_ok_ = ok;
+}
+
+bool FakeNet::init_ok() const {
+  std::lock_guard lock(mutex_);
+  return init_ok_;
 }
 
 void FakeNet::set_responder(Responder responder) {
@@ -198,11 +209,14 @@ void FakeNet::release(Client *client) {
   delete client;
 }
 
-void FakeNet::drain_async() { deliverer().drain(); }
+void FakeNet::drain_async() {
+  deliverer().drain();
+}
 
 wire::FrameView view_request(const Bytes &frame) {
   wire::FrameView view;
-  EXPECT_EQ(wire::check_frame(frame.data(), frame.size(), wire::kPackageRequest, view), wire::FrameError::none);
+  EXPECT_EQ(wire::check_frame(frame.data(), frame.size(), wire::kPackageRequest, view),
+            wire::FrameError::none);
   return view;
 }
 
@@ -213,12 +227,13 @@ using qz::test::FakeNet;
 extern "C" {
 
 QZ_NET_API bool qz_net_tcp_client_init(void **handle) {
-  if (handle == nullptr) return false;
+  if (handle == nullptr || !FakeNet::instance().init_ok()) return false;
   *handle = new FakeNet::Client;
   return true;
 }
 
-QZ_NET_API bool qz_net_connect_server(void *handle, const char *, uint16_t, qz_net_callback callback, void *user) {
+QZ_NET_API bool qz_net_connect_server(void *handle, const char *, uint16_t, qz_net_callback callback,
+                                      void *user) {
   auto *client = static_cast<FakeNet::Client *>(handle);
   client->callback = callback;
   client->user = user;

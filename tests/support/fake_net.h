@@ -22,6 +22,7 @@ class FakeNet {
   // Forgets everything: no responder, connect and send succeed, synchronous.
   void reset();
   void set_responder(Responder responder);
+  void set_init_result(bool ok);
   void set_connect_result(bool ok);
   void set_send_result(bool ok);
   // When on, answers are delivered from a thread of the fake's own, as the
@@ -39,6 +40,7 @@ class FakeNet {
 
   // Used by the fake C functions.
   struct Client;
+  bool init_ok() const;
   bool connect(Client *client);
   bool send(Client *client, const uint8_t *data, uint32_t length);
   void disconnect(Client *client);
@@ -51,6 +53,7 @@ class FakeNet {
   mutable std::mutex mutex_;
   Responder responder_;
   std::vector<Bytes> sent_;
+  bool init_ok_ = true;
   bool connect_ok_ = true;
   bool send_ok_ = true;
   bool async_ = false;

@@ -5,6 +5,7 @@
 #include <functional>
 #include <thread>
 
+#include "qz_nds_ext.h"
 #include "qz_net.h"
 #include "session_fixture.h"
 
@@ -26,17 +27,40 @@ uint32_t seq_of(const Bytes &frame) {
   return wire::load_be32(frame.data() + wire::kOffSeq);
 }
 
+int thread_error_kind() {
+  qz_ndsx_error e{};
+  qz_ndsx_last_error(nullptr, &e);
+  return e.kind;
+}
+
 TEST(Lifecycle, InitAndUninitRefuseNullAndClearTheCallersVariable) {
   LogCapture log;
   EXPECT_FALSE(qz_nds_init(nullptr));
+  EXPECT_EQ(thread_error_kind(), QZ_NDSX_BAD_ARGUMENT);
   EXPECT_FALSE(qz_nds_uninit(nullptr));
   qz_nds_handle handle = nullptr;
   EXPECT_FALSE(qz_nds_uninit(&handle));
   ASSERT_TRUE(qz_nds_init(&handle));
   ASSERT_NE(handle, nullptr);
+  EXPECT_EQ(thread_error_kind(), QZ_NDSX_OK);
   EXPECT_TRUE(qz_nds_uninit(&handle));
   EXPECT_EQ(handle, nullptr);
   EXPECT_TRUE(log.lines().empty());
+}
+
+TEST(Lifecycle, AFailedInitKeepsTheHandleAndSaysWhy) {
+  FakeNet::instance().reset();
+  FakeNet::instance().set_init_result(false);
+  LogCapture log;
+  qz_nds_handle handle = nullptr;
+  EXPECT_FALSE(qz_nds_init(&handle));
+  FakeNet::instance().reset();
+  ASSERT_NE(handle, nullptr);
+  EXPECT_TRUE(log.contains(4, "NetDevSetting::init", "initial tcp client failed"));
+  qz_ndsx_error e{};
+  ASSERT_TRUE(qz_ndsx_last_error(handle, &e));
+  EXPECT_EQ(e.kind, QZ_NDSX_INIT_FAILED);
+  EXPECT_TRUE(qz_nds_uninit(&handle));
 }
 
 // Only the tag's own length is compared, so a longer tag that starts with it

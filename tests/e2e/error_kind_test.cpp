@@ -1,0 +1,178 @@
+// Why a call failed, as qz_ndsx_last_error reports it, for each way an
+// exchange with the simulated device can go wrong over loopback TCP.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "qz_nds_ext.h"
+#include "sim_session.h"
+
+namespace qz::test {
+namespace {
+
+qz_ndsx_error last_error(qz_nds_handle handle) {
+  qz_ndsx_error e{};
+  EXPECT_TRUE(qz_ndsx_last_error(handle, &e));
+  return e;
+}
+
+// One way a call fails: the device's fault, the call, and what the error
+// channel must then say.
+struct Failure {
+  const char *name;
+  sim::FaultKey key;
+  sim::Fault fault;
+  std::function<bool(qz_nds_handle)> call;
+  int kind;
+  int response_code;
+  int main, sub;
+  bool returns = false;  // the MQTT calls return true whatever happened
+};
+
+void PrintTo(const Failure &f, std::ostream *os) {
+  *os << f.name;
+}
+
+bool read_record(qz_nds_handle h) {
+  return qz_nds_get_machine_config_info(h);
+}
+bool set_framerate(qz_nds_handle h) {
+  return qz_nds_set_framerate(h, 30);
+}
+const sim::FaultKey kRecord = sim::FaultKey::command(174, 130);
+
+const Failure kFailures[] = {
+    {"refused", sim::FaultKey::command(169, 147), {.code = 3}, set_framerate, QZ_NDSX_REFUSED, 3, 169, 147},
+    {"answer_too_short", kRecord, {.truncate = 10}, read_record, QZ_NDSX_BAD_ANSWER, 0, 174, 130},
+    {"connection_lost", kRecord, {.close_after = 5}, read_record, QZ_NDSX_CONNECTION_LOST, 0, 174, 130},
+    {"timeout", kRecord, {.no_answer = true}, read_record, QZ_NDSX_TIMEOUT, 0, 174, 130},
+    {"bad_argument",
+     kRecord,
+     {},
+     [](qz_nds_handle h) { return qz_nds_get_sn(h, nullptr, nullptr); },
+     QZ_NDSX_BAD_ARGUMENT,
+     0,
+     0,
+     0},
+    {"mqtt_refused",
+     sim::FaultKey::command(169, 159),
+     {.code = 5},
+     [](qz_nds_handle h) {
+       uint32_t port = 0;
+       return qz_nds_get_mqtt_port(h, &port);
+     },
+     QZ_NDSX_REFUSED,
+     5,
+     169,
+     159,
+     true},
+};
+
+class ErrorKind : public SimTest, public ::testing::WithParamInterface<Failure> {};
+
+TEST_P(ErrorKind, TheFailingCallLeavesItsKindCodeCommandAndAddress) {
+  const Failure &f = GetParam();
+  ASSERT_TRUE(client.read_record());
+  EXPECT_EQ(last_error(client.handle).kind, QZ_NDSX_OK);
+  sim.set_fault(f.key, f.fault);
+  EXPECT_EQ(f.call(client.handle), f.returns);
+  const qz_ndsx_error e = last_error(client.handle);
+  EXPECT_EQ(e.kind, f.kind) << qz_ndsx_strerror(e.kind);
+  EXPECT_EQ(e.response_code, f.response_code);
+  EXPECT_EQ(e.main_command, f.main);
+  EXPECT_EQ(e.sub_command, f.sub);
+  EXPECT_EQ(std::string(e.address), address());
+  // The thread's last call of all is the same one.
+  EXPECT_EQ(last_error(nullptr).kind, f.kind);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, ErrorKind, ::testing::ValuesIn(kFailures),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+using ErrorChannel = SimTest;
+
+TEST_F(ErrorChannel, ConnectionStatesAndHandlesHaveTheirKinds) {
+  SimClient other;
+  EXPECT_FALSE(other.read_record());
+  EXPECT_EQ(last_error(other.handle).kind, QZ_NDSX_NOT_CONNECTED);
+  EXPECT_EQ(last_error(other.handle).main_command, 174);
+
+  // Nothing listens on the simulator's port once it stopped.
+  const std::string gone = address();
+  sim.stop();
+  EXPECT_FALSE(qz_nds_connect(other.handle, gone.c_str()));
+  EXPECT_EQ(last_error(other.handle).kind, QZ_NDSX_CONNECT_FAILED);
+  EXPECT_EQ(std::string(last_error(other.handle).address), gone);
+
+  EXPECT_FALSE(qz_nds_connect(nullptr, "x"));
+  EXPECT_EQ(last_error(nullptr).kind, QZ_NDSX_BAD_ARGUMENT);
+  qz_ndsx_error e{};
+  EXPECT_FALSE(qz_ndsx_last_error(client.handle, nullptr));
+  int not_a_session = 0;
+  EXPECT_FALSE(qz_ndsx_last_error(&not_a_session, &e));
+}
+
+// Two threads on one session fail differently at the same time; each reads
+// the cause of its own call.
+TEST_F(ErrorChannel, ConcurrentCallersEachReadTheirOwnError) {
+  sim.set_fault(sim::FaultKey::command(169, 147), {.code = 3});
+  sim.set_fault(kRecord, {.truncate = 10});
+  std::atomic<int> wrong{0};
+  auto loop = [&](bool (*call)(qz_nds_handle), int kind) {
+    for (int i = 0; i < 100; ++i) {
+      if (call(client.handle) || last_error(client.handle).kind != kind) ++wrong;
+    }
+  };
+  std::thread refused(loop, set_framerate, QZ_NDSX_REFUSED);
+  std::thread short_answer(loop, read_record, QZ_NDSX_BAD_ANSWER);
+  refused.join();
+  short_answer.join();
+  EXPECT_EQ(wrong, 0);
+  // A thread that made no call on the session has nothing to report.
+  EXPECT_EQ(last_error(client.handle).kind, QZ_NDSX_OK);
+}
+
+// The application receives the library's log lines, formatted, on the
+// thread that logs them, until it removes its callback.
+TEST_F(ErrorChannel, LogLinesReachTheApplicationsCallback) {
+  struct Seen {
+    std::mutex mutex;
+    std::vector<std::string> lines;
+  } seen;
+  auto callback = [](int level, const char *module, const char *function, const char *text, void *user) {
+    auto *s = static_cast<Seen *>(user);
+    std::lock_guard lock(s->mutex);
+    s->lines.push_back(std::to_string(level) + " " + module + " " + function + ": " + text);
+  };
+  ASSERT_TRUE(qz_ndsx_set_log_callback(callback, &seen));
+  sim.set_fault(sim::FaultKey::command(169, 147), {.code = 3});
+  EXPECT_FALSE(set_framerate(client.handle));
+  ASSERT_TRUE(qz_ndsx_set_log_callback(nullptr, nullptr));
+  EXPECT_FALSE(set_framerate(client.handle));
+  const std::vector<std::string> expected = {
+      "4 net_dev_setting NetDevSetting::on_response: cmd [169,147]'s response code = 3 is not successed",
+      "4 net_dev_setting NetDevSetting::check_response_status: checkout seq = 1's response failed",
+      "4 net_dev_setting NetDevSetting::send_cmd: send cmd[169, 147] size = 1 failed",
+      "4 net_dev_setting qz_nds_set_framerate: set framerate = 30 failed"};
+  std::lock_guard lock(seen.mutex);
+  EXPECT_EQ(seen.lines, expected);
+}
+
+TEST(ErrorTexts, EveryKindHasItsOwnTextAndTheVersionIsTheHeaders) {
+  std::vector<std::string> texts;
+  for (int kind = QZ_NDSX_OK; kind <= QZ_NDSX_INIT_FAILED; ++kind) texts.emplace_back(qz_ndsx_strerror(kind));
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    EXPECT_NE(texts[i], "unknown error") << i;
+    for (std::size_t j = 0; j < i; ++j) EXPECT_NE(texts[i], texts[j]);
+  }
+  EXPECT_STREQ(qz_ndsx_strerror(99), "unknown error");
+  EXPECT_STREQ(qz_ndsx_version(), QZ_NDS_VERSION_STRING);
+}
+
+}  // namespace
+}  // namespace qz::test
