@@ -92,8 +92,9 @@ typedef struct qz_ndsx_error {
  *
  * Each qz_nds_ call records its outcome for the calling thread when it
  * returns, so threads sharing a session each read their own. A call that
- * returned true leaves QZ_NDSX_OK, except the MQTT calls, which return true
- * whatever the exchange did and record its failure all the same. Before the
+ * returned true leaves QZ_NDSX_OK, except the MQTT calls and
+ * qz_nds_get_ip_info(), which return true when their exchange failed and
+ * record its failure all the same. Before the
  * thread's first call the kind is QZ_NDSX_OK.
  *
  * With a null @p handle the outcome of the thread's last qz_nds_ call of
