@@ -3,15 +3,25 @@
     import qznds
     with qznds.Device("192.0.2.10") as dev:
         config = dev.read_config()
-        dev.framerate = 25
+        dev.framerate = 25          # DeviceRefused if the device refuses it
 
 The shared library is taken from $QZNDS_LIBRARY (full path), from beside this
 package, or from the system's library path.
 """
 
 from . import records
-from ._library import LIBRARY_NAME, LibraryNotFoundError, load
-from .device import SYSTEM_TIME_SIZE, Device, DeviceError
+from ._library import LIBRARY_NAME, LibraryNotFoundError, library_version, load
+from .device import SYSTEM_TIME_SIZE, Device
+from .errors import (
+    DeviceAnswerError,
+    DeviceArgumentError,
+    DeviceConnectionLost,
+    DeviceError,
+    DeviceRefused,
+    DeviceTimeout,
+    DeviceUnreachable,
+    ErrorKind,
+)
 from .records import *  # noqa: F401,F403  (the records, listed in records.__all__)
 
 __version__ = "0.1.0"
@@ -20,8 +30,16 @@ __all__ = [
     "LIBRARY_NAME",
     "SYSTEM_TIME_SIZE",
     "Device",
+    "DeviceAnswerError",
+    "DeviceArgumentError",
+    "DeviceConnectionLost",
     "DeviceError",
+    "DeviceRefused",
+    "DeviceTimeout",
+    "DeviceUnreachable",
+    "ErrorKind",
     "LibraryNotFoundError",
+    "library_version",
     "load",
     *records.__all__,
 ]

@@ -6,7 +6,20 @@ import ctypes
 import os
 import sys
 import threading
-from ctypes import POINTER, c_bool, c_char_p, c_int32, c_uint8, c_uint16, c_uint32, c_void_p
+from ctypes import (
+    CFUNCTYPE,
+    POINTER,
+    Structure,
+    c_bool,
+    c_char,
+    c_char_p,
+    c_int,
+    c_int32,
+    c_uint8,
+    c_uint16,
+    c_uint32,
+    c_void_p,
+)
 from pathlib import Path
 from typing import Any, Optional, Sequence
 
@@ -102,6 +115,30 @@ def _prototypes() -> dict[str, tuple[Any, ...]]:
 PROTOTYPES = _prototypes()
 
 
+class ErrorRecord(Structure):
+    """qz_ndsx_error: the outcome of a thread's last call."""
+
+    _fields_ = [
+        ("kind", c_int),
+        ("response_code", c_int),
+        ("main_command", c_int),
+        ("sub_command", c_int),
+        ("address", c_char * 256),
+    ]
+
+
+# void (*)(int level, const char *module, const char *function, const char *text, void *user)
+LOG_CALLBACK = CFUNCTYPE(None, c_int, c_char_p, c_char_p, c_char_p, c_void_p)
+
+# The qz_ndsx_ extensions, by name without the prefix: (result type, argument types).
+EXT_PROTOTYPES: dict[str, tuple[Any, tuple[Any, ...]]] = {
+    "last_error": (c_bool, (_H, POINTER(ErrorRecord))),
+    "strerror": (c_char_p, (c_int,)),
+    "version": (c_char_p, ()),
+    "set_log_callback": (c_bool, (LOG_CALLBACK, c_void_p)),
+}
+
+
 class LibraryNotFoundError(OSError):
     """The qz_nds shared library could not be found or loaded."""
 
@@ -127,11 +164,13 @@ def _load_from(path: str) -> ctypes.CDLL:
 
 
 def bind(lib: ctypes.CDLL) -> ctypes.CDLL:
-    """Declares every export's prototype on `lib`; all return a success flag."""
-    for name, argtypes in PROTOTYPES.items():
-        fn = getattr(lib, "qz_nds_" + name)
+    """Declares every export's prototype on `lib`: the qz_nds_ ones return a success flag."""
+    exports = [("qz_nds_" + name, c_bool, argtypes) for name, argtypes in PROTOTYPES.items()]
+    exports += [("qz_ndsx_" + name, restype, argtypes) for name, (restype, argtypes) in EXT_PROTOTYPES.items()]
+    for name, restype, argtypes in exports:
+        fn = getattr(lib, name)
         fn.argtypes = list(argtypes)
-        fn.restype = c_bool
+        fn.restype = restype
     return lib
 
 
@@ -158,3 +197,8 @@ def load(paths: Optional[Sequence[str]] = None) -> ctypes.CDLL:
         raise LibraryNotFoundError(
             f"cannot load {LIBRARY_NAME} (set {ENV_LIBRARY} to its full path): " + "; ".join(errors)
         )
+
+
+def library_version() -> str:
+    """The loaded library's version, "MAJOR.MINOR.PATCH" (loads the library if needed)."""
+    return load().qz_ndsx_version().decode("ascii")

@@ -9,9 +9,13 @@ Three kinds of setting, as the library has them:
 * device queries (everything else): reading and writing each ask the device.
   `ip_settings` is the exception: when the device cannot answer, reading gives the
   session's values without an error.
-* MQTT settings: the library reports no failure of an MQTT exchange. Writing
-  never raises `DeviceError`; a failed read gives "", port 0 or False. Read a
-  value back to confirm that the device took it.
+* MQTT settings: the library's MQTT functions report success whatever the
+  exchange did, and record its failure all the same; the binding reads that
+  record, so these raise like every other setting.
+
+A failed call raises a `DeviceError` subclass that says why (see `qznds.errors`):
+`DeviceRefused`, `DeviceTimeout`, `DeviceUnreachable`, `DeviceConnectionLost`,
+`DeviceAnswerError`, `DeviceArgumentError`.
 
 Every call blocks the calling thread (never longer than the library's 10 s wait)
 with the interpreter lock released, so several threads may use one `Device`;
@@ -27,7 +31,8 @@ from typing import Any, Iterable, Optional, Union
 
 from . import _checks as check
 from ._checks import Text
-from ._library import load
+from ._library import ErrorRecord, load
+from .errors import DeviceArgumentError, DeviceError, ErrorKind, make_error
 from .records import (
     CHANNEL_NAME_ITEM,
     IP_TEXT_COUNT,
@@ -57,6 +62,11 @@ _ANSWER_TEXT_CAPACITY = 1 << 20
 _ACCOUNT_INFO_CAPACITY = 4096
 _UNKNOWN_LEN_ADJUST_METHOD = 0xFFFF_FFFF
 
+# The MQTT exports return true whatever the exchange did: their record tells.
+_REPORT_ONLY_IN_RECORD = frozenset(
+    f"{verb}_mqtt_{name}" for verb in ("set", "get") for name in ("work", "ip", "port", "user", "passwd")
+)
+
 _SWITCH_EXPORTS = {
     feature: (f"enable_{feature.value}", f"disable_{feature.value}", f"is_enabled_{feature.value}")
     for feature in Feature
@@ -67,15 +77,6 @@ _SWITCH_EXPORTS[Feature.CENTER_RECTANGLE] = (
     "hide_center_rectangle",
     "is_display_center_rectangle",
 )
-
-
-class DeviceError(Exception):
-    """A library call failed; `operation` is the export's name, the causes are in the library's log."""
-
-    def __init__(self, operation: str, address: str, detail: str = "") -> None:
-        self.operation = operation
-        self.address = address
-        super().__init__(f"{operation} failed on {address}" + (f": {detail}" if detail else ""))
 
 
 # ---- Property factories: one per shape of setting ---------------------------------
@@ -145,12 +146,14 @@ class Device:
         lib = self._lib if self._lib is not None else load()
         handle = c_void_p()
         if not lib.qz_nds_init(byref(handle)):
+            error = self._last_error(lib, "qz_nds_init")
             if handle.value:
                 lib.qz_nds_uninit(byref(handle))
-            raise DeviceError("qz_nds_init", self.address)
+            raise error
         if not lib.qz_nds_connect(handle, self.address.encode("utf-8")):
+            error = self._last_error(lib, "qz_nds_connect")
             lib.qz_nds_uninit(byref(handle))
-            raise DeviceError("qz_nds_connect", self.address)
+            raise error
         self._lib, self._handle = lib, handle
         return self
 
@@ -197,11 +200,27 @@ class Device:
     # ---- Calling the library -----------------------------------------------------
 
     def _call(self, name: str, *args: Any) -> None:
-        handle = self._handle
-        if handle is None or self._lib is None:
-            raise DeviceError("qz_nds_" + name, self.address, "the device is not open")
-        if not getattr(self._lib, "qz_nds_" + name)(handle, *args):
-            raise DeviceError("qz_nds_" + name, self.address)
+        handle, lib = self._handle, self._lib
+        if handle is None or lib is None:
+            raise make_error("qz_nds_" + name, self.address, "the device is not open", ErrorKind.NOT_CONNECTED)
+        if not getattr(lib, "qz_nds_" + name)(handle, *args):
+            raise self._last_error(lib, "qz_nds_" + name)
+        if name in _REPORT_ONLY_IN_RECORD:
+            error = self._last_error(lib, "qz_nds_" + name)
+            if error.kind != ErrorKind.OK:
+                raise error
+
+    def _last_error(self, lib: ctypes.CDLL, function: str) -> DeviceError:
+        """What the calling thread's last call did, as the exception to raise.
+
+        Read through the null handle, which answers for the thread's last call whatever
+        its session, so that a session another thread is closing is not touched.
+        """
+        record = ErrorRecord()
+        lib.qz_ndsx_last_error(None, byref(record))
+        command = (record.main_command, record.sub_command) if record.main_command else None
+        detail = lib.qz_ndsx_strerror(record.kind).decode("utf-8", "replace")
+        return make_error(function, self.address, detail, record.kind, record.response_code, command)
 
     def _get_u8(self, name: str) -> int:
         value = c_uint8()
@@ -283,13 +302,13 @@ class Device:
             length = c_uint32(capacity)
             try:
                 self._call("get_account_info", buffer, byref(length))
-            except DeviceError:
+            except DeviceArgumentError:
                 if length.value <= capacity:  # not a size problem
                     raise
                 capacity = length.value
                 continue
             return buffer.raw[: length.value]
-        raise DeviceError("qz_nds_get_account_info", self.address, "its size kept changing")
+        raise make_error("qz_nds_get_account_info", self.address, "its size kept changing", ErrorKind.BAD_ANSWER)
 
     @account_info.setter
     def account_info(self, value: bytes) -> None:
@@ -348,16 +367,16 @@ class Device:
         flags = check.flag("support", support), check.flag("same_ip", same_ip)
         self._call("set_visual_sn", *flags, data, len(data))
 
-    # ---- MQTT (no failure is reported: see the module's notes) --------------------
+    # ---- MQTT (device queries) ------------------------------------------------------
 
-    mqtt_work = _flag("mqtt_work", "Whether MQTT operation is on; False also when the read failed.")
-    mqtt_ip = _text("mqtt_ip", "The broker's IP address; "" also when the read failed.")
-    mqtt_user = _text("mqtt_user", "The broker's login user; "" also when the read failed.")
-    mqtt_passwd = _text("mqtt_passwd", "The broker's login password; "" also when the read failed.")
+    mqtt_work = _flag("mqtt_work", "Whether MQTT operation is on.")
+    mqtt_ip = _text("mqtt_ip", "The broker's IP address.")
+    mqtt_user = _text("mqtt_user", "The broker's login user.")
+    mqtt_passwd = _text("mqtt_passwd", "The broker's login password.")
 
     @property
     def mqtt_port(self) -> int:
-        """The broker's port; 0 also when the read failed."""
+        """The broker's port."""
         return self._get_u32("get_mqtt_port")
 
     @mqtt_port.setter
@@ -371,7 +390,8 @@ class Device:
 
     @mqtt_broker.setter
     def mqtt_broker(self, value: MqttBroker) -> None:
-        # Checked as a whole first, so a bad field sends nothing.
+        # Checked as a whole first, so a bad field sends nothing; one write per field after
+        # that, and the first that fails raises with the rest unsent.
         ip = check.encode("mqtt ip", value.ip)
         port = check.u32("mqtt port", value.port)
         user = check.encode("mqtt user", value.user)

@@ -8,18 +8,31 @@ from typing import Any, Callable
 
 import pytest
 import qznds
-from conftest import HEADER
+from conftest import EXT_HEADER, HEADER
 from qznds import Channel, Gb28181Params, IpSettings, MqttBroker, OsdItem, WirelessDomain, _library
 
 
-def test_every_export_of_the_header_has_a_prototype_of_its_arity() -> None:
-    text = re.sub(r"/\*.*?\*/", "", HEADER.read_text(), flags=re.S)
-    exports = {
-        name: len([p for p in params.split(",") if p.strip()])
-        for name, params in re.findall(r"QZ_NDS_API\s+bool\s+qz_nds_(\w+)\s*\(([^)]*)\)", text)
+def header_exports(header: Path, prefix: str) -> dict[str, int]:
+    """Each export's name without `prefix`, and its number of parameters."""
+    text = re.sub(r"/\*.*?\*/", "", header.read_text(), flags=re.S)
+    return {
+        name: len([p for p in params.split(",") if p.strip() not in ("", "void")])
+        for name, params in re.findall(r"QZ_NDS_API\s+[\w\s*]+?\b" + prefix + r"(\w+)\s*\(([^)]*)\)", text)
     }
+
+
+def test_every_export_of_the_headers_has_a_prototype_of_its_arity() -> None:
+    exports = header_exports(HEADER, "qz_nds_")
     assert len(exports) == 105
     assert {name: len(args) for name, args in _library.PROTOTYPES.items()} == exports
+    ext = {name: len(args) for name, (_, args) in _library.EXT_PROTOTYPES.items()}
+    assert ext == header_exports(EXT_HEADER, "qz_ndsx_")
+
+
+def test_library_version_is_the_headers() -> None:
+    header = HEADER.read_text()
+    parts = [re.search(rf"#define QZ_NDS_VERSION_{p} +(\d+)", header) for p in ("MAJOR", "MINOR", "PATCH")]
+    assert qznds.library_version() == ".".join(m.group(1) for m in parts)  # type: ignore[union-attr]
 
 
 def test_a_missing_library_says_how_to_point_at_it(monkeypatch: pytest.MonkeyPatch, tmp_path: Path) -> None:

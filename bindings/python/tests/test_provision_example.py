@@ -31,7 +31,7 @@ def test_provisions_every_reachable_device_and_prints_a_table(start_sim: SimFact
     assert header == ["ADDRESS", "SERIAL", "BROKER", "TIME", "(UTC)", "RESULT"]
     good = [[sim.address, sn, "10.20.30.40:8883"] for sim, sn in zip(sims, serials)]
     assert [row[:3] for row in rows[:2]] == good and [row[-1] for row in rows[:2]] == ["ok", "ok"]
-    assert rows[2][:2] + rows[2][-2:] == [dead, "-", "failed:", "qz_nds_connect"]
+    assert rows[2][:2] + rows[2][-3:] == [dead, "-", "failed:", "qz_nds_connect", "(connect_failed)"]
 
     states = [sim.saved_state() for sim in sims]
     for state in states:
