@@ -1,15 +1,13 @@
 #include "device.h"
 
-#include <chrono>
-
-#include "errors.h"
-
 namespace qznds {
 
 Device::Device(SdkLog &log) : log_(log) {
   if (!qz_nds_init(&handle_)) {
+    qz_ndsx_error error{};
+    qz_ndsx_last_error(nullptr, &error);
     if (handle_ != nullptr) qz_nds_uninit(&handle_);
-    throw ToolError(ErrorKind::failed, "the SDK could not start a session (see the lines above)");
+    throw sdk_failure("start a session", error);
   }
 }
 
@@ -17,22 +15,26 @@ Device::~Device() {
   if (handle_ != nullptr) qz_nds_uninit(&handle_);
 }
 
+qz_ndsx_error Device::last_error() const {
+  qz_ndsx_error error{};
+  qz_ndsx_last_error(handle_, &error);
+  return error;
+}
+
+ToolError Device::failure(std::string_view what) const {
+  return sdk_failure(what, last_error());
+}
+
 void Device::connect(const std::string &address) {
   address_ = address;
-  if (!qz_nds_connect(handle_, address.c_str())) {
-    throw ToolError(ErrorKind::unreachable, "cannot connect to " + address + ": the device is unreachable");
-  }
+  if (!qz_nds_connect(handle_, address.c_str())) throw failure("connect");
 }
 
 void Device::call(std::string_view what, const std::function<bool(qz_nds_handle)> &fn) {
-  const std::size_t mark = log_.mark();
-  const auto start = std::chrono::steady_clock::now();
   const bool returned = fn(handle_);
-  const auto elapsed =
-      std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
-  const auto lines = log_.lines_since(mark);
-  if (auto failure = classify_call(returned, lines, elapsed)) {
-    throw ToolError(failure->kind, std::string(what) + ": " + failure->reason, failure->response_code);
+  const qz_ndsx_error error = last_error();
+  if (!returned || (error.kind != QZ_NDSX_OK && error.kind != QZ_NDSX_BAD_ARGUMENT)) {
+    throw sdk_failure(what, error);
   }
 }
 
@@ -43,15 +45,11 @@ void Device::read_record() {
 }
 
 bool Device::reboot(std::chrono::milliseconds limit) {
-  const std::size_t mark = log_.mark();
+  const std::size_t mark = log_.closes();
   // The device may drop the connection as soon as the frame is out: that
   // disconnect is the reboot itself, so only a refused send is a failure.
-  if (!qz_nds_reboot(handle_)) {
-    if (auto failure = classify_call(false, log_.lines_since(mark), std::chrono::milliseconds(0))) {
-      throw ToolError(failure->kind, "reboot: " + failure->reason, failure->response_code);
-    }
-  }
-  return log_.wait_for(mark, "NetDevSetting::on_disconnected", limit);
+  if (!qz_nds_reboot(handle_)) throw failure("reboot");
+  return log_.wait_for_close(mark, limit);
 }
 
 }  // namespace qznds

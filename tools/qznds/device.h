@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "errors.h"
 #include "qz_net_dev_setting.h"
 #include "sdk_log.h"
 
@@ -23,7 +24,10 @@ class Device {
   void connect(const std::string &address);
 
   // Runs one SDK call and throws ToolError, naming `what` ("set framerate"),
-  // when it failed or the log shows that its exchange failed.
+  // when it failed. A call whose exchange failed fails even when it returned
+  // true (the MQTT exports and the IP settings query do); an argument the SDK
+  // refused counts only when `fn` returned false, so that `fn` can accept a
+  // buffer it sized to learn the needed size.
   void call(std::string_view what, const std::function<bool(qz_nds_handle)> &fn);
 
   // Reads the machine configuration record once per session: the cached
@@ -38,6 +42,11 @@ class Device {
   const std::string &address() const { return address_; }
 
  private:
+  // The outcome of this thread's last call on the session, and the
+  // ToolError for it, naming `what`.
+  qz_ndsx_error last_error() const;
+  ToolError failure(std::string_view what) const;
+
   SdkLog &log_;
   qz_nds_handle handle_ = nullptr;
   std::string address_;

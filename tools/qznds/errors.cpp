@@ -1,7 +1,6 @@
 #include "errors.h"
 
 #include <array>
-#include <cstdio>
 
 namespace qznds {
 
@@ -19,39 +18,25 @@ constexpr std::array<ExitCodeInfo, 7> kExitCodes = {{
     {ErrorKind::bad_answer, 7, "bad_answer", "the device answered, but the answer was malformed"},
 }};
 
-// A call that fails this long after it started waited the SDK's whole wait
-// time; sooner means the answer came and was turned down.
-constexpr std::chrono::milliseconds kTimeoutThreshold = kDeviceWait - std::chrono::milliseconds(500);
-
-constexpr std::string_view kNotConnected = "device is not connected";
-constexpr std::string_view kCheckoutFailed = "'s response failed";
-constexpr std::string_view kConnectFailed = "connect server ";
-
-constexpr int kLogError = 4;
-
-bool contains(std::string_view text, std::string_view part) {
-  return text.find(part) != std::string_view::npos;
-}
-
-// "cmd [169,147]'s response code = 3 is not successed" -> 3.
-std::optional<int> response_code_of(const std::string &message) {
-  int main = 0, sub = 0, code = 0;
-  if (std::sscanf(message.c_str(), "cmd [%d,%d]'s response code = %d is not successed", &main, &sub, &code) ==
-      3) {
-    return code;
+// The tool's kind for each of the SDK's. An argument the SDK refused, a
+// session being released or one that could not be set up are the SDK's own
+// reasons: the tool checked the values before.
+ErrorKind kind_of(int sdk_kind) {
+  switch (sdk_kind) {
+    case QZ_NDSX_NOT_CONNECTED:
+    case QZ_NDSX_CONNECT_FAILED:
+    case QZ_NDSX_SEND_FAILED:
+    case QZ_NDSX_CONNECTION_LOST:
+      return ErrorKind::unreachable;
+    case QZ_NDSX_TIMEOUT:
+      return ErrorKind::timeout;
+    case QZ_NDSX_REFUSED:
+      return ErrorKind::refused;
+    case QZ_NDSX_BAD_ANSWER:
+      return ErrorKind::bad_answer;
+    default:
+      return ErrorKind::failed;
   }
-  return std::nullopt;
-}
-
-// The first error line that is not one of the transaction's own summaries,
-// which say only that something failed.
-const LogLine *first_cause(std::span<const LogLine> lines) {
-  for (const auto &line : lines) {
-    if (line.level != kLogError) continue;
-    if (contains(line.message, kCheckoutFailed) || line.function == "NetDevSetting::send_cmd") continue;
-    return &line;
-  }
-  return nullptr;
 }
 
 }  // namespace
@@ -74,42 +59,22 @@ std::string_view kind_name(ErrorKind kind) {
   return "failed";
 }
 
-std::optional<CallFailure> classify_call(bool returned, std::span<const LogLine> lines,
-                                         std::chrono::milliseconds elapsed) {
-  bool not_connected = false;
-  bool lost = false;
-  bool checkout_failed = false;
-  for (const auto &line : lines) {
-    if (auto code = response_code_of(line.message)) {
-      return CallFailure{ErrorKind::refused,
-                         "the device refused the command (response code " + std::to_string(*code) + ")",
-                         code};
-    }
-    if (line.level == kLogError && contains(line.message, kNotConnected)) not_connected = true;
-    if (line.function == "NetDevSetting::on_disconnected" || line.function == "NetDevSetting::on_exception") {
-      lost = true;
-    }
-    if (contains(line.message, kCheckoutFailed)) checkout_failed = true;
-    if (contains(line.message, kConnectFailed)) not_connected = true;
+ToolError sdk_failure(std::string_view what, const qz_ndsx_error &error) {
+  std::string message = std::string(what) + ": ";
+  // A failed call always names its cause; "no error" would only confuse.
+  message += error.kind == QZ_NDSX_OK ? "the SDK reported a failure" : qz_ndsx_strerror(error.kind);
+  std::optional<int> response_code;
+  std::string details;
+  if (error.kind == QZ_NDSX_REFUSED) {
+    response_code = error.response_code;
+    details = "response code " + std::to_string(error.response_code);
+  } else if (error.kind == QZ_NDSX_TIMEOUT) {
+    details = "waited 10 s";
   }
-  if (not_connected || lost) {
-    return CallFailure{ErrorKind::unreachable, "the connection to the device was lost", std::nullopt};
-  }
-  if (checkout_failed && elapsed >= kTimeoutThreshold) {
-    return CallFailure{ErrorKind::timeout, "no answer from the device within 10 s", std::nullopt};
-  }
-  const LogLine *cause = first_cause(lines);
-  if (checkout_failed) {
-    std::string reason = "the device's answer was not accepted";
-    if (cause != nullptr) reason += " (" + cause->message + ")";
-    return CallFailure{ErrorKind::bad_answer, reason, std::nullopt};
-  }
-  if (!returned) {
-    std::string reason = "the SDK reported a failure";
-    if (cause != nullptr) reason += " (" + cause->message + ")";
-    return CallFailure{ErrorKind::failed, reason, std::nullopt};
-  }
-  return std::nullopt;
+  const std::string_view address(error.address);  // NUL terminated
+  if (!address.empty()) details += (details.empty() ? "device " : ", device ") + std::string(address);
+  if (!details.empty()) message += " (" + details + ")";
+  return ToolError(kind_of(error.kind), message, response_code);
 }
 
 }  // namespace qznds

@@ -1,13 +1,14 @@
-// Failures of the tool, their exit codes, and how a failed SDK call is told
-// apart (refused, timed out, unreachable, bad answer) from the SDK's log lines.
+// Failures of the tool, their exit codes, and the tool's failure for a failed
+// SDK call, from the SDK's record of why it failed (qz_ndsx_last_error).
 #pragma once
 
-#include <chrono>
 #include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+
+#include "qz_nds_ext.h"
 
 namespace qznds {
 
@@ -45,28 +46,9 @@ class ToolError : public std::runtime_error {
   std::optional<int> response_code_;
 };
 
-// One record the SDK wrote to its log.
-struct LogLine {
-  int level = 0;
-  std::string function;
-  std::string message;
-};
-
-// Why one SDK call failed, in words.
-struct CallFailure {
-  ErrorKind kind;
-  std::string reason;
-  std::optional<int> response_code;
-};
-
-// Decides from the call's result, the log lines written while it ran and its
-// duration whether it failed and why. Some exports (MQTT, the IP settings
-// query) return true after a failed exchange; their failure shows only in the
-// log, so the lines count even when `returned` is true.
-std::optional<CallFailure> classify_call(bool returned, std::span<const LogLine> lines,
-                                         std::chrono::milliseconds elapsed);
-
-// The SDK's wait for an answer.
-inline constexpr std::chrono::milliseconds kDeviceWait{10000};
+// The failure of the step `what` ("set framerate") whose SDK call ended as
+// `error` says: the exit code of its kind, and a message naming what happened,
+// the device's response code for a refusal, and the device's address.
+ToolError sdk_failure(std::string_view what, const qz_ndsx_error &error);
 
 }  // namespace qznds

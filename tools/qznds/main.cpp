@@ -8,7 +8,7 @@
 #include "commands.h"
 #include "errors.h"
 #include "output.h"
-#include "qz_net_dev_setting.h"
+#include "qz_nds_ext.h"
 
 #ifndef QZNDS_PROJECT_VERSION
 #error "QZNDS_PROJECT_VERSION comes from the project version (tools/qznds/CMakeLists.txt)"
@@ -66,7 +66,10 @@ int main(int argc, char **argv) {
   CLI::App app{"qznds: read and change the settings of a networked infrared camera."};
   app.fallthrough();
   app.require_subcommand(1);
-  app.set_version_flag("--version", std::string(QZNDS_PROJECT_VERSION));
+  // The library's version is the one loaded at run time, which a swapped
+  // shared library can make differ from the tool's.
+  app.set_version_flag(
+      "--version", std::string("qznds ") + QZNDS_PROJECT_VERSION + " (library " + qz_ndsx_version() + ")");
   auto *device = app.add_option("--device", line.device, "Camera address HOST[:PORT] (port 63201 by default)")
                      ->type_name("HOST[:PORT]");
   auto *simulate = app.add_flag("--simulate", line.simulate,

@@ -1,61 +1,50 @@
 #include "sdk_log.h"
 
 #include <cstdio>
-#include <string>
+#include <string_view>
 
-#include "qz_log_sink.h"
+#include "qz_nds_ext.h"
 
 namespace qznds {
 
+namespace {
+
+// The session logs this when its connection ends, whoever ended it.
+constexpr std::string_view kOnDisconnected = "NetDevSetting::on_disconnected";
+constexpr int kLogError = 4;
+
+}  // namespace
+
 SdkLog::SdkLog(bool echo) : echo_(echo) {
-  qz_log_set_sink(&SdkLog::sink, this);
+  qz_ndsx_set_log_callback(&SdkLog::receive, this);
 }
 
 SdkLog::~SdkLog() {
-  qz_log_set_sink(nullptr, nullptr);
+  qz_ndsx_set_log_callback(nullptr, nullptr);
 }
 
-std::size_t SdkLog::mark() const {
+std::size_t SdkLog::closes() const {
   std::lock_guard guard(mutex_);
-  return dropped_ + lines_.size();
+  return closes_;
 }
 
-std::vector<LogLine> SdkLog::lines_since(std::size_t mark) const {
-  std::lock_guard guard(mutex_);
-  const std::size_t first = mark > dropped_ ? mark - dropped_ : 0;
-  if (first >= lines_.size()) return {};
-  return {lines_.begin() + static_cast<std::ptrdiff_t>(first), lines_.end()};
-}
-
-bool SdkLog::wait_for(std::size_t mark, std::string_view function, std::chrono::milliseconds limit) const {
+bool SdkLog::wait_for_close(std::size_t mark, std::chrono::milliseconds limit) const {
   std::unique_lock lock(mutex_);
-  return added_.wait_for(lock, limit, [&] {
-    for (std::size_t i = mark > dropped_ ? mark - dropped_ : 0; i < lines_.size(); ++i) {
-      if (lines_[i].function == function) return true;
-    }
-    return false;
-  });
+  return closed_.wait_for(lock, limit, [&] { return closes_ > mark; });
 }
 
-void SdkLog::sink(void *user, int level, const char * /*module*/, const char * /*file*/, int /*line*/,
-                  const char *function, const char *message) {
-  static_cast<SdkLog *>(user)->add(level, function, message);
-}
-
-void SdkLog::add(int level, const char *function, const char *message) {
-  LogLine line{level, function != nullptr ? function : "", message != nullptr ? message : ""};
-  std::lock_guard guard(mutex_);
-  if (echo_) {
-    const char *name = qz_log_level_name(level);
-    std::fprintf(stderr, "qz_nds %s %s: %s\n", name != nullptr ? name : "LOG", line.function.c_str(),
-                 line.message.c_str());
+void SdkLog::receive(int level, const char * /*module*/, const char *function, const char *text, void *user) {
+  auto &self = *static_cast<SdkLog *>(user);
+  const std::string_view name = function != nullptr ? function : "";
+  std::lock_guard guard(self.mutex_);
+  if (self.echo_) {
+    std::fprintf(stderr, "qz_nds %s %.*s: %s\n", level >= kLogError ? "ERROR" : "NOTICE",
+                 static_cast<int>(name.size()), name.data(), text != nullptr ? text : "");
   }
-  if (lines_.size() == kMaxLines) {
-    lines_.pop_front();
-    ++dropped_;
+  if (name == kOnDisconnected) {
+    ++self.closes_;
+    self.closed_.notify_all();
   }
-  lines_.push_back(std::move(line));
-  added_.notify_all();
 }
 
 }  // namespace qznds
