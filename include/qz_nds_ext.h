@@ -111,6 +111,19 @@ typedef struct qz_ndsx_error {
 QZ_NDS_API bool qz_ndsx_last_error(qz_nds_handle handle, qz_ndsx_error *out);
 
 /**
+ * @brief Whether the session's connection stands.
+ *
+ * It stands from a successful qz_nds_connect() until qz_nds_disconnect(), or
+ * until the device or the network ends it (a device that reboots drops its
+ * connections). Nothing is sent.
+ *
+ * @param handle Session handle from qz_nds_init().
+ * @param connected Receives true while the connection stands.
+ * @return false when @p handle is not a session or @p connected is null.
+ */
+QZ_NDS_API bool qz_ndsx_is_connected(qz_nds_handle handle, bool *connected);
+
+/**
  * @brief A short English text for an error kind ("no answer from the
  * device in time", ...); "unknown error" for a value that is no kind.
  *

@@ -19,9 +19,13 @@ namespace {
 thread_local CallScope *t_current_call = nullptr;
 }  // namespace
 
-CallScope::CallScope() : outer_(t_current_call) { t_current_call = this; }
+CallScope::CallScope() : outer_(t_current_call) {
+  t_current_call = this;
+}
 
-CallScope::~CallScope() { t_current_call = outer_; }
+CallScope::~CallScope() {
+  t_current_call = outer_;
+}
 
 CallError CallScope::outcome(bool ok) const {
   CallError out = error_;
@@ -45,7 +49,9 @@ namespace {
 thread_local qz_ndsx_error t_last_error{};
 }  // namespace
 
-const qz_ndsx_error &thread_last_error() { return t_last_error; }
+const qz_ndsx_error &thread_last_error() {
+  return t_last_error;
+}
 
 void set_thread_last_error(const CallError &error, const std::string &address) {
   // A success leaves no address behind: nothing to copy on the fast path.
@@ -69,7 +75,9 @@ void *g_log_callback_user = nullptr;
 
 }  // namespace
 
-bool log_callback_set() { return g_log_callback_set.load(std::memory_order_relaxed); }
+bool log_callback_set() {
+  return g_log_callback_set.load(std::memory_order_relaxed);
+}
 
 void forward_log(int level, const char *function, const char *format, ...) {
   qz_ndsx_log_fn fn;
@@ -107,6 +115,12 @@ QZ_NDS_API bool qz_ndsx_last_error(qz_nds_handle handle, qz_ndsx_error *out) {
   return true;
 }
 
+QZ_NDS_API bool qz_ndsx_is_connected(qz_nds_handle handle, bool *connected) {
+  if (connected == nullptr || !qz::nds::check_type_tag(handle, qz::nds::kTypeTag)) return false;
+  *connected = qz::nds::NetDevSetting::from_handle(handle)->connected;
+  return true;
+}
+
 QZ_NDS_API const char *qz_ndsx_strerror(int kind) {
   switch (kind) {
     case QZ_NDSX_OK:
@@ -136,7 +150,9 @@ QZ_NDS_API const char *qz_ndsx_strerror(int kind) {
   }
 }
 
-QZ_NDS_API const char *qz_ndsx_version(void) { return QZ_NDS_VERSION_STRING; }
+QZ_NDS_API const char *qz_ndsx_version(void) {
+  return QZ_NDS_VERSION_STRING;
+}
 
 QZ_NDS_API bool qz_ndsx_set_log_callback(qz_ndsx_log_fn fn, void *user) {
   std::lock_guard guard(qz::nds::g_log_callback_mutex);

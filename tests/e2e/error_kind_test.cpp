@@ -102,9 +102,14 @@ TEST_F(ErrorChannel, ConnectionStatesAndHandlesHaveTheirKinds) {
   EXPECT_EQ(last_error(other.handle).kind, QZ_NDSX_NOT_CONNECTED);
   EXPECT_EQ(last_error(other.handle).main_command, 174);
 
-  // Nothing listens on the simulator's port once it stopped.
+  bool up = false;
+  EXPECT_TRUE(qz_ndsx_is_connected(client.handle, &up) && up);
+  EXPECT_TRUE(qz_ndsx_is_connected(other.handle, &up) && !up);
+  // A device that goes away ends the connection; nothing listens on its port
+  // any more.
   const std::string gone = address();
   sim.stop();
+  EXPECT_TRUE(eventually([&] { return qz_ndsx_is_connected(client.handle, &up) && !up; }));
   EXPECT_FALSE(qz_nds_connect(other.handle, gone.c_str()));
   EXPECT_EQ(last_error(other.handle).kind, QZ_NDSX_CONNECT_FAILED);
   EXPECT_EQ(std::string(last_error(other.handle).address), gone);

@@ -133,7 +133,7 @@ int run(const CommandLine &line) {
     if (line.simulate) sim.emplace(line.sim_state);
     Json doc;
     {
-      Device device(log);
+      Device device;
       device.connect(sim ? sim->address() : line.device);
       doc = execute(device, line, setting, write ? &*write : nullptr, out);
     }

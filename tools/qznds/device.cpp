@@ -1,8 +1,12 @@
 #include "device.h"
 
+#include <thread>
+
+#include "qz_nds_ext.h"
+
 namespace qznds {
 
-Device::Device(SdkLog &log) : log_(log) {
+Device::Device() {
   if (!qz_nds_init(&handle_)) {
     qz_ndsx_error error{};
     qz_ndsx_last_error(nullptr, &error);
@@ -45,11 +49,16 @@ void Device::read_record() {
 }
 
 bool Device::reboot(std::chrono::milliseconds limit) {
-  const std::size_t mark = log_.closes();
   // The device may drop the connection as soon as the frame is out: that
   // disconnect is the reboot itself, so only a refused send is a failure.
   if (!qz_nds_reboot(handle_)) throw failure("reboot");
-  return log_.wait_for_close(mark, limit);
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  for (;;) {
+    bool connected = true;
+    if (qz_ndsx_is_connected(handle_, &connected) && !connected) return true;
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
 }
 
 }  // namespace qznds

@@ -8,14 +8,13 @@
 
 #include "errors.h"
 #include "qz_net_dev_setting.h"
-#include "sdk_log.h"
 
 namespace qznds {
 
 class Device {
  public:
   // Creates the session; ToolError when the SDK cannot start.
-  explicit Device(SdkLog &log);
+  Device();
   ~Device();
   Device(const Device &) = delete;
   Device &operator=(const Device &) = delete;
@@ -47,7 +46,6 @@ class Device {
   qz_ndsx_error last_error() const;
   ToolError failure(std::string_view what) const;
 
-  SdkLog &log_;
   qz_nds_handle handle_ = nullptr;
   std::string address_;
   bool record_read_ = false;
