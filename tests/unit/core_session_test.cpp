@@ -116,7 +116,10 @@ TEST_F(SessionTest, NullArgumentsAreRefusedWithoutSendingOrALine) {
       [&] { return qz_nds_28181_get_para(handle, &flag, b, nullptr, b, b, b); },
       [&] { return qz_nds_28181_get_para(handle, &flag, b, &port, b, nullptr, b); },
   };
-  for (std::size_t i = 0; i < std::size(calls); ++i) EXPECT_FALSE(calls[i]()) << "call " << i;
+  for (std::size_t i = 0; i < std::size(calls); ++i) {
+    EXPECT_FALSE(calls[i]()) << "call " << i;
+    EXPECT_EQ(thread_error_kind(), QZ_NDSX_BAD_ARGUMENT) << "call " << i;
+  }
   EXPECT_TRUE(net.sent().empty());
   EXPECT_TRUE(log.lines().empty());
 }
