@@ -1,5 +1,5 @@
-// Fuzzes the frame cutter of the transport and the simulated device with an arbitrary byte stream cut into
-// arbitrary reads.
+// Fuzzes the frame cutter of the transport and the simulated device with an
+// arbitrary byte stream cut into arbitrary reads.
 //
 // Input: cap(2) then chunks, each len(1) and len bytes. The frame cap is
 // 28 + cap (0xFFFF: the default of 1 MiB). Checked:

@@ -26,9 +26,9 @@
 //    It must not be called from inside a callback (it returns false there: it would
 //    have to wait for the I/O thread it is running on).
 //  - Event 4 carries exactly one whole frame, or bytes that are not a frame (see
-//    src/wire/frame_splitter.h). Event 2 is delivered once when the peer closes or resets the
-//    connection; a local qz_net_disconnect_server / qz_net_tcp_client_uninit delivers no
-//    event 2. Event 3 reports a failed write; the connection is then shut down, so an
+//    src/wire/frame_splitter.h). Event 2 is delivered once when the peer closes or resets
+//    the connection; a local qz_net_disconnect_server / qz_net_tcp_client_uninit delivers
+//    no event 2. Event 3 reports a failed write; the connection is then shut down, so an
 //    event 2 follows (unless the client is closed first).
 //  - TransportEvent.reserved carries the client's connection serial number (1, 2, ... per
 //    connect); data/length are null/0 for events 1, 2 and 3.

@@ -12,8 +12,10 @@
 //  - a Garbage delivery: bytes that do not start a frame. After garbage the splitter
 //    resynchronises on the next "QZSTART". A "QZSTART" whose total length is below 28
 //    or above the cap is refused: its 11 header bytes are delivered as garbage and the
-//    search goes on right after them (so a frame that starts inside those length
-//    bytes is lost with them).
+//    search goes on right after them. The transport and the simulated device both
+//    follow this rule: a refused header arrives whole, so whoever reports it can read
+//    its total length, and a frame that starts inside those length bytes is lost
+//    with them.
 // Bytes that may still become a frame (a possible partial "QZSTART" at the end of a
 // read, a partial header, a partial frame) are kept until the next feed.
 //
