@@ -1,5 +1,5 @@
-// Fuzzes the transport's frame cutter with an arbitrary byte stream cut into
-// arbitrary reads.
+// Fuzzes the frame cutter of the transport and the simulated device with an
+// arbitrary byte stream cut into arbitrary reads.
 //
 // Input: cap(2) then chunks, each len(1) and len bytes. The frame cap is
 // 28 + cap (0xFFFF: the default of 1 MiB). Checked:
@@ -22,10 +22,13 @@
 
 namespace {
 
-using qz::net::FrameSplitter;
+using qz::wire::FrameSplitter;
+using qz::wire::kFrameOverhead;
+using qz::wire::kMinPrefixSize;
+using qz::wire::total_length_at;
 using Bytes = std::vector<uint8_t>;
 
-constexpr std::string_view kFlag = "QZSTART";
+constexpr std::string_view kFlag(qz::wire::kStartFlag, qz::wire::kStartFlagSize);
 
 struct Cut {
   Bytes delivered;  // every delivered byte, in order
@@ -42,16 +45,16 @@ void check_delivery(const FrameSplitter &s, FrameSplitter::Kind kind, const uint
   FUZZ_CHECK(p != nullptr && n > 0);
   const bool starts_with_flag = n >= kFlag.size() && std::memcmp(p, kFlag.data(), kFlag.size()) == 0;
   if (kind == FrameSplitter::Kind::Frame) {
-    FUZZ_CHECK(starts_with_flag && n >= FrameSplitter::kPrefixLen);
-    FUZZ_CHECK(FrameSplitter::read_total(p) == n);
-    FUZZ_CHECK(n >= FrameSplitter::kMinFrame && n <= s.max_frame());
+    FUZZ_CHECK(starts_with_flag && n >= kMinPrefixSize);
+    FUZZ_CHECK(total_length_at(p) == n);
+    FUZZ_CHECK(n >= kFrameOverhead && n <= s.max_frame());
     return;
   }
   if (starts_with_flag) {
     // A header refused for its total length.
-    FUZZ_CHECK(n == FrameSplitter::kPrefixLen);
-    const uint32_t total = FrameSplitter::read_total(p);
-    FUZZ_CHECK(total < FrameSplitter::kMinFrame || total > s.max_frame());
+    FUZZ_CHECK(n == kMinPrefixSize);
+    const uint32_t total = total_length_at(p);
+    FUZZ_CHECK(total < kFrameOverhead || total > s.max_frame());
     FUZZ_CHECK(!contains_flag(p + 1, n - 1));
   } else {
     FUZZ_CHECK(!contains_flag(p, n));
@@ -101,8 +104,7 @@ void cut_with_stop(std::size_t max_frame, const Bytes &stream, std::size_t stop)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size < 2) return 0;
   const uint16_t cap = static_cast<uint16_t>(data[0] << 8 | data[1]);
-  const std::size_t max_frame =
-      cap == 0xFFFF ? FrameSplitter::kDefaultMaxFrame : FrameSplitter::kMinFrame + cap;
+  const std::size_t max_frame = cap == 0xFFFF ? qz::wire::kMaxFrameSize : kFrameOverhead + cap;
 
   std::vector<std::basic_string_view<uint8_t>> chunks;
   Bytes stream;

@@ -26,9 +26,9 @@
 //    It must not be called from inside a callback (it returns false there: it would
 //    have to wait for the I/O thread it is running on).
 //  - Event 4 carries exactly one whole frame, or bytes that are not a frame (see
-//    frame_splitter.h). Event 2 is delivered once when the peer closes or resets the
-//    connection; a local qz_net_disconnect_server / qz_net_tcp_client_uninit delivers no
-//    event 2. Event 3 reports a failed write; the connection is then shut down, so an
+//    src/wire/frame_splitter.h). Event 2 is delivered once when the peer closes or resets
+//    the connection; a local qz_net_disconnect_server / qz_net_tcp_client_uninit delivers
+//    no event 2. Event 3 reports a failed write; the connection is then shut down, so an
 //    event 2 follows (unless the client is closed first).
 //  - TransportEvent.reserved carries the client's connection serial number (1, 2, ... per
 //    connect); data/length are null/0 for events 1, 2 and 3.
@@ -78,7 +78,7 @@
 namespace {
 
 using asio::ip::tcp;
-using qz::net::FrameSplitter;
+using qz::wire::FrameSplitter;
 
 constexpr auto kConnectTimeout = std::chrono::seconds(3);
 constexpr std::size_t kReadBufferSize = 64 * 1024;  // the I/O thread's, shared by its clients
@@ -86,7 +86,7 @@ constexpr std::size_t kReadBufferSize = 64 * 1024;  // the I/O thread's, shared 
 constexpr std::size_t kClientReadBufferSize = 4096;
 #endif
 using Clock = std::chrono::steady_clock;
-constexpr auto kSendTimeout = std::chrono::seconds(10);  // a send call returns within this
+constexpr auto kSendTimeout = std::chrono::seconds(10);        // a send call returns within this
 constexpr std::size_t kMaxQueuedBytes = std::size_t{1} << 20;  // frames queued behind a write
 constexpr std::size_t kKeepQueueCapacity = 16 * 1024;          // kept after a write, per client
 

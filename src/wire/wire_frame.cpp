@@ -24,11 +24,13 @@ std::vector<uint8_t> make_frame(uint8_t package_type, uint8_t main, uint8_t sub,
   return frame;
 }
 
-FrameError check_frame(const uint8_t *data, std::size_t size, uint8_t expected_package_type, FrameView &view) {
+FrameError check_frame(const uint8_t *data, std::size_t size, uint8_t expected_package_type,
+                       FrameView &view) {
   view = FrameView{};
-  if (size < kMinPrefixSize || std::memcmp(data, kStartFlag, kStartFlagSize) != 0) return FrameError::bad_start;
+  if (size < kMinPrefixSize || std::memcmp(data, kStartFlag, kStartFlagSize) != 0)
+    return FrameError::bad_start;
   FrameHeader &h = view.header;
-  h.total_length = load_be32(data + kOffTotalLength);
+  h.total_length = total_length_at(data);
   if (h.total_length < kFrameOverhead || h.total_length > size) return FrameError::bad_total_length;
   h.package_type = data[kOffPackageType];
   if (h.package_type != expected_package_type) return FrameError::bad_package_type;

@@ -39,7 +39,9 @@ inline constexpr uint8_t kPackageRequest = 0;
 inline constexpr uint8_t kPackageResponse = 1;
 inline constexpr uint8_t kRequestMarker = 2;
 
-inline uint16_t load_be16(const uint8_t *p) { return static_cast<uint16_t>((p[0] << 8) | p[1]); }
+inline uint16_t load_be16(const uint8_t *p) {
+  return static_cast<uint16_t>((p[0] << 8) | p[1]);
+}
 inline uint32_t load_be32(const uint8_t *p) {
   return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | uint32_t{p[3]};
 }
@@ -52,6 +54,12 @@ inline void store_be32(uint8_t *p, uint32_t v) {
   p[1] = static_cast<uint8_t>(v >> 16);
   p[2] = static_cast<uint8_t>(v >> 8);
   p[3] = static_cast<uint8_t>(v);
+}
+
+// The total length field of the frame header at `header`, which must hold at
+// least kMinPrefixSize bytes.
+inline uint32_t total_length_at(const uint8_t *header) {
+  return load_be32(header + kOffTotalLength);
 }
 
 // The fields of a frame header, decoded.
@@ -84,7 +92,8 @@ std::vector<uint8_t> make_frame(uint8_t package_type, uint8_t main, uint8_t sub,
                                 const uint8_t *payload, uint32_t payload_size);
 inline std::vector<uint8_t> make_frame(uint8_t package_type, uint8_t main, uint8_t sub, uint8_t code,
                                        uint32_t seq, const std::vector<uint8_t> &payload) {
-  return make_frame(package_type, main, sub, code, seq, payload.data(), static_cast<uint32_t>(payload.size()));
+  return make_frame(package_type, main, sub, code, seq, payload.data(),
+                    static_cast<uint32_t>(payload.size()));
 }
 
 enum class FrameError {

@@ -1,4 +1,4 @@
-// qz::net::FrameSplitter on its own: a table cut at every position, stop/reset, memory.
+// qz::wire::FrameSplitter on its own: a table cut at every position, stop/reset, memory.
 #include "frame_splitter.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 
 namespace {
 
-using qz::net::FrameSplitter;
+using qz::wire::FrameSplitter;
 using qz_test::Bytes;
 using qz_test::cat;
 using qz_test::frame_prefix;
@@ -52,7 +52,7 @@ struct Case {
   const char *name;
   std::vector<Delivery> deliveries;  // the stream is their bytes, then `kept`
   Bytes kept = {};                   // a possible frame start, kept for the next feed
-  std::size_t max_frame = FrameSplitter::kDefaultMaxFrame;
+  std::size_t max_frame = qz::wire::kMaxFrameSize;
 };
 
 std::vector<Case> cases() {

@@ -343,14 +343,15 @@ TEST(QzNet, ConcurrentSendsQueueBehindAStalledWriteUpToABound) {
   const Bytes stream = server.wait_received(conn, expected_bytes, 20s);
   EXPECT_EQ(stream.size(), expected_bytes);
   std::vector<std::uint32_t> next(kThreads, 0);
-  qz::net::FrameSplitter().feed(stream.data(), stream.size(),
-                                [&](qz::net::FrameSplitter::Kind kind, const std::uint8_t *p, std::size_t n) {
-                                  ASSERT_EQ(kind, qz::net::FrameSplitter::Kind::Frame);
-                                  const std::uint32_t t = p[15], i = std::uint32_t{p[17]} << 8 | p[18];
-                                  ASSERT_LT(t, kThreads);
-                                  EXPECT_EQ(i, next[t]++);
-                                  EXPECT_EQ(Bytes(p, p + n), frame_of(t, i));
-                                });
+  qz::wire::FrameSplitter().feed(
+      stream.data(), stream.size(),
+      [&](qz::wire::FrameSplitter::Kind kind, const std::uint8_t *p, std::size_t n) {
+        ASSERT_EQ(kind, qz::wire::FrameSplitter::Kind::Frame);
+        const std::uint32_t t = p[15], i = std::uint32_t{p[17]} << 8 | p[18];
+        ASSERT_LT(t, kThreads);
+        EXPECT_EQ(i, next[t]++);
+        EXPECT_EQ(Bytes(p, p + n), frame_of(t, i));
+      });
   EXPECT_EQ(next, std::vector<std::uint32_t>(kThreads, kFrames));
 }
 

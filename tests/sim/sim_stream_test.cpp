@@ -30,19 +30,27 @@ TEST_F(SimStream, SplitAndCoalescedRequestsAreAnsweredInOrder) {
   }
 }
 
-TEST_F(SimStream, GarbageBeforeAFrameIsSkipped) {
+TEST_F(SimStream, GarbageBeforeAFrameIsSkippedAndLogged) {
+  std::ostringstream log;
+  sim_->set_log(&log);
   auto c = connect();
   // Plain noise, a false start of the flag, a header whose total length is below the
-  // minimum and one announcing 1 GiB: all skipped.
+  // minimum and one announcing 1 GiB: all skipped, each refused header as its 11 bytes.
   Bytes too_short = request(173, 128, 9);
   too_short[wire::kOffTotalLength + 3] = 27;
   Bytes huge = request(173, 128, 9);
   huge[wire::kOffTotalLength] = 0x40;
-  c->send(concat({lp("hello QZSTAR"), too_short, huge, request(169, 155, 42)}));
+  const Bytes noise = lp("hello QZSTAR");
+  c->send(concat({noise, too_short, huge, request(169, 155, 42)}));
   const Answer a = parse_answer(c->read_frame());
   EXPECT_TRUE(a.valid && a.seq == 42u && a.sub == 155);
   EXPECT_TRUE(c->silent_for(50ms));
-  EXPECT_GE(sim_->stats().garbage_bytes, 12u + too_short.size() + huge.size());
+  sim_->set_log(nullptr);
+  EXPECT_EQ(sim_->stats().garbage_bytes, noise.size() + too_short.size() + huge.size());
+  for (const char *line : {"skipped 11 garbage byte(s): total length 27",
+                           "skipped 11 garbage byte(s): total length 1073741852"}) {
+    EXPECT_NE(log.str().find(line), std::string::npos) << line << "\n" << log.str();
+  }
 }
 
 TEST_F(SimStream, RebootAnswersThenDropsEveryConnectionAndRefusesForTheRebootTime) {

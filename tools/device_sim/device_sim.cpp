@@ -16,7 +16,9 @@
 #include <sstream>
 #include <thread>
 #include <unordered_map>
+#include <utility>
 
+#include "frame_splitter.h"
 #include "wire_frame.h"
 
 namespace qz::sim {
@@ -37,16 +39,6 @@ std::string endpoint_text(const tcp::endpoint &ep) {
   std::ostringstream out;
   out << ep;
   return out.str();
-}
-
-// Bytes at the front of `p` that cannot start a frame: up to the next start
-// flag, or all but a tail that may be the start of a flag still arriving.
-std::size_t garbage_prefix(const uint8_t *p, std::size_t n) {
-  for (std::size_t i = 0; i < n; ++i) {
-    const std::size_t k = n - i < wire::kStartFlagSize ? n - i : wire::kStartFlagSize;
-    if (std::memcmp(p + i, wire::kStartFlag, k) == 0) return i;
-  }
-  return n;
 }
 
 }  // namespace
@@ -124,7 +116,11 @@ class DeviceSim::Impl {
 class Connection : public std::enable_shared_from_this<Connection> {
  public:
   Connection(DeviceSim::Impl &sim, tcp::socket socket, uint64_t id)
-      : sim_(sim), socket_(std::move(socket)), timer_(sim.io_), id_(id) {
+      : sim_(sim),
+        socket_(std::move(socket)),
+        timer_(sim.io_),
+        id_(id),
+        splitter_(sim.options_.max_request_size) {
     asio::error_code ec;
     peer_ = endpoint_text(socket_.remote_endpoint(ec));
     socket_.set_option(tcp::no_delay(true), ec);
@@ -159,45 +155,44 @@ class Connection : public std::enable_shared_from_this<Connection> {
   };
 
   void read() {
-    socket_.async_read_some(
-        asio::buffer(read_buf_), [self = shared_from_this()](asio::error_code ec, std::size_t n) {
-          if (self->closed_) return;
-          if (ec) return self->close(ec == asio::error::eof ? "peer closed" : "read error");
-          self->in_.insert(self->in_.end(), self->read_buf_.begin(), self->read_buf_.begin() + n);
-          self->process_input();
-          if (self->closed_) return;
-          if (self->queued_bytes_ > kMaxQueuedBytes) {
-            self->read_paused_ = true;
-          } else {
-            self->read();
-          }
-        });
+    socket_.async_read_some(asio::buffer(read_buf_),
+                            [self = shared_from_this()](asio::error_code ec, std::size_t n) {
+                              if (self->closed_) return;
+                              if (ec)
+                                return self->close(ec == asio::error::eof ? "peer closed" : "read error");
+                              self->process_input(n);
+                              if (self->closed_) return;
+                              if (self->queued_bytes_ > kMaxQueuedBytes) {
+                                self->read_paused_ = true;
+                              } else {
+                                self->read();
+                              }
+                            });
   }
 
-  void process_input() {
-    std::size_t pos = 0;
-    while (!closed_ && pos < in_.size()) {
-      const uint8_t *p = in_.data() + pos;
-      const std::size_t avail = in_.size() - pos;
-      const std::size_t skip = garbage_prefix(p, avail);
-      if (skip != 0) {
-        note_garbage(skip, "no frame start");
-        pos += skip;
-        continue;
+  // Cuts the n bytes just read into requests and garbage. A request wholly
+  // inside the read is handled where it lies; the splitter keeps the rest of
+  // one for the next read. A run of bytes that start no frame is logged once.
+  void process_input(std::size_t n) {
+    using Kind = wire::FrameSplitter::Kind;
+    std::size_t no_start = 0;
+    splitter_.feed(read_buf_.data(), n, [&](Kind kind, const uint8_t *p, std::size_t len) {
+      // Garbage that begins with the start flag is a header refused for its total length.
+      const bool refused = kind == Kind::Garbage && len >= wire::kMinPrefixSize &&
+                           std::memcmp(p, wire::kStartFlag, wire::kStartFlagSize) == 0;
+      if (kind == Kind::Garbage && !refused) {
+        no_start += len;
+        return true;
       }
-      if (avail < wire::kMinPrefixSize) break;
-      const uint32_t total = wire::load_be32(p + wire::kOffTotalLength);
-      if (total < wire::kFrameOverhead || total > sim_.options_.max_request_size) {
-        // Not a believable frame: drop its first byte and look for the next start.
-        note_garbage(1, "total length " + std::to_string(total));
-        pos += 1;
-        continue;
+      if (no_start != 0) note_garbage(std::exchange(no_start, 0), "no frame start");
+      if (refused) {
+        note_garbage(len, "total length " + std::to_string(wire::total_length_at(p)));
+      } else {
+        handle_frame(p, len);
       }
-      if (avail < total) break;
-      handle_frame(p, total);
-      pos += total;
-    }
-    in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(pos));
+      return !closed_;
+    });
+    if (no_start != 0) note_garbage(no_start, "no frame start");
   }
 
   void note_garbage(std::size_t n, const std::string &why) {
@@ -394,7 +389,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   std::string peer_;
   bool closed_ = false;
   std::array<uint8_t, kReadChunk> read_buf_{};
-  std::vector<uint8_t> in_;
+  wire::FrameSplitter splitter_;
   std::deque<Outgoing> queue_;
   std::size_t queued_bytes_ = 0;
   std::size_t sent_ = 0;

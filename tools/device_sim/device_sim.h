@@ -23,6 +23,7 @@
 #include "device_commands.h"
 #include "device_state.h"
 #include "sim_faults.h"
+#include "wire_frame.h"
 
 namespace qz::sim {
 
@@ -32,8 +33,9 @@ struct SimOptions {
   std::string address = "127.0.0.1";
   uint16_t port = kDefaultPort;  // 0: a free port, reported by DeviceSim::port()
   std::chrono::milliseconds reboot_time{2000};
-  // A request that announces a larger total length is treated as garbage.
-  std::size_t max_request_size = std::size_t{1} << 20;
+  // A request that announces a larger total length is treated as garbage
+  // (see wire::FrameSplitter).
+  std::size_t max_request_size = wire::kMaxFrameSize;
   // One line per exchange and per connection event; nullptr keeps it quiet.
   std::ostream *log = nullptr;
   // Refuse values out of range (code 2); off checks only lengths and structure.

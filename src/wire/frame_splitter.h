@@ -1,9 +1,10 @@
-// Cuts a TCP byte stream into deliveries of the device frame protocol.
+// Cuts a TCP byte stream into deliveries of the device frame protocol: the one
+// cutter of the transport (qz_net) and the simulated device.
 //
 // A frame starts with the 7 ASCII bytes "QZSTART", followed by its total length as an
 // unsigned 32-bit big-endian number at offset 7. The total counts the 23-byte header and
 // the 5-byte trailer, so it is at least 28; the splitter refuses totals above a cap
-// (1 MiB by default).
+// (kMaxFrameSize, 1 MiB, by default).
 //
 // Every byte fed is delivered exactly once, in order, as part of either
 //  - a Frame delivery: one whole frame (a "QZSTART" with a valid total length, and
@@ -11,7 +12,10 @@
 //  - a Garbage delivery: bytes that do not start a frame. After garbage the splitter
 //    resynchronises on the next "QZSTART". A "QZSTART" whose total length is below 28
 //    or above the cap is refused: its 11 header bytes are delivered as garbage and the
-//    search goes on right after them.
+//    search goes on right after them. The transport and the simulated device both
+//    follow this rule: a refused header arrives whole, so whoever reports it can read
+//    its total length, and a frame that starts inside those length bytes is lost
+//    with them.
 // Bytes that may still become a frame (a possible partial "QZSTART" at the end of a
 // read, a partial header, a partial frame) are kept until the next feed.
 //
@@ -22,33 +26,30 @@
 //
 // The class is pure (no sockets, no threads, no locks): one instance is used by one
 // thread at a time.
-#ifndef QZ_NET_FRAME_SPLITTER_H
-#define QZ_NET_FRAME_SPLITTER_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
-namespace qz::net {
+#include "wire_frame.h"
+
+namespace qz::wire {
 
 class FrameSplitter {
  public:
   enum class Kind { Frame, Garbage };
 
-  static constexpr char kStartFlag[8] = "QZSTART";
-  static constexpr std::size_t kStartLen = 7;
-  static constexpr std::size_t kPrefixLen = 11;                          // start flag + total length
-  static constexpr std::size_t kMinFrame = 28;                           // 23-byte header + 5-byte trailer
-  static constexpr std::size_t kDefaultMaxFrame = std::size_t{1} << 20;  // 1 MiB
+  // Reassembly memory kept between frames.
   static constexpr std::size_t kKeepCapacity = 16 * 1024;
 
   // Called for every delivery; returns false to stop feeding (the rest of the fed
   // buffer is then dropped and the splitter reset).
   using DeliverFn = bool (*)(void *ctx, Kind kind, const std::uint8_t *data, std::size_t length);
 
-  explicit FrameSplitter(std::size_t max_frame = kDefaultMaxFrame);
+  // Caps below kFrameOverhead are raised to it.
+  explicit FrameSplitter(std::size_t max_frame = kMaxFrameSize);
 
   // Feeds n bytes. Returns false when a delivery asked to stop.
   bool feed(const std::uint8_t *data, std::size_t n, DeliverFn fn, void *ctx);
@@ -81,14 +82,8 @@ class FrameSplitter {
   // Bytes currently allocated for reassembly.
   std::size_t capacity() const { return pending_.capacity(); }
 
-  // Total length announced at offset 7 of a header (big-endian).
-  static std::uint32_t read_total(const std::uint8_t *header) {
-    return (std::uint32_t{header[7]} << 24) | (std::uint32_t{header[8]} << 16) |
-           (std::uint32_t{header[9]} << 8) | std::uint32_t{header[10]};
-  }
-
  private:
-  bool valid_total(std::uint32_t total) const { return total >= kMinFrame && total <= max_frame_; }
+  bool valid_total(std::uint32_t total) const { return total >= kFrameOverhead && total <= max_frame_; }
   bool feed_direct(const std::uint8_t *data, std::size_t n, DeliverFn fn, void *ctx);
   void release_if_large();
 
@@ -98,6 +93,4 @@ class FrameSplitter {
   std::vector<std::uint8_t> pending_;
 };
 
-}  // namespace qz::net
-
-#endif
+}  // namespace qz::wire

@@ -3,20 +3,20 @@
 #include <algorithm>
 #include <cstring>
 
-namespace qz::net {
+namespace qz::wire {
 
 namespace {
 
-const std::uint8_t *const kFlag = reinterpret_cast<const std::uint8_t *>(FrameSplitter::kStartFlag);
+const std::uint8_t *const kFlag = reinterpret_cast<const std::uint8_t *>(kStartFlag);
 
 // Position of the first complete "QZSTART" in [p, p + n), or n when there is none.
 std::size_t find_start(const std::uint8_t *p, std::size_t n) {
   std::size_t i = 0;
-  while (i + FrameSplitter::kStartLen <= n) {
-    const void *q = std::memchr(p + i, 'Q', n - i - FrameSplitter::kStartLen + 1);
+  while (i + kStartFlagSize <= n) {
+    const void *q = std::memchr(p + i, 'Q', n - i - kStartFlagSize + 1);
     if (q == nullptr) return n;
     i = static_cast<std::size_t>(static_cast<const std::uint8_t *>(q) - p);
-    if (std::memcmp(p + i, kFlag, FrameSplitter::kStartLen) == 0) return i;
+    if (std::memcmp(p + i, kFlag, kStartFlagSize) == 0) return i;
     ++i;
   }
   return n;
@@ -26,7 +26,7 @@ std::size_t find_start(const std::uint8_t *p, std::size_t n) {
 // "QZSTART" has no border (no proper suffix is also a prefix), so at most one 'Q' among
 // the last 6 bytes can begin such a tail: the last one.
 std::size_t partial_start_tail(const std::uint8_t *p, std::size_t n) {
-  const std::size_t window = std::min<std::size_t>(n, FrameSplitter::kStartLen - 1);
+  const std::size_t window = std::min<std::size_t>(n, kStartFlagSize - 1);
   for (std::size_t k = window; k > 0; --k) {
     if (std::memcmp(p + n - k, kFlag, k) == 0) return k;
   }
@@ -35,8 +35,7 @@ std::size_t partial_start_tail(const std::uint8_t *p, std::size_t n) {
 
 }  // namespace
 
-FrameSplitter::FrameSplitter(std::size_t max_frame)
-    : max_frame_(std::max<std::size_t>(max_frame, kMinFrame)) {}
+FrameSplitter::FrameSplitter(std::size_t max_frame) : max_frame_(std::max(max_frame, kFrameOverhead)) {}
 
 void FrameSplitter::reset() {
   pending_.clear();
@@ -56,9 +55,9 @@ bool FrameSplitter::feed(const std::uint8_t *data, std::size_t n, DeliverFn fn, 
   std::size_t pos = 0;
   if (!pending_.empty()) {
     // 1. A possible partial "QZSTART" is kept: complete or refute it.
-    if (pending_.size() < kStartLen) {
+    if (pending_.size() < kStartFlagSize) {
       const std::size_t have = pending_.size();
-      const std::size_t need = kStartLen - have;
+      const std::size_t need = kStartFlagSize - have;
       const std::size_t take = std::min(need, n);
       if (std::memcmp(data, kFlag + have, take) != 0) {
         // Not a frame start. No frame can start inside the kept bytes either (the flag
@@ -76,16 +75,16 @@ bool FrameSplitter::feed(const std::uint8_t *data, std::size_t n, DeliverFn fn, 
       }
       pending_.insert(pending_.end(), data, data + take);
       pos = take;
-      if (pending_.size() < kStartLen) return true;  // still a partial flag, input used up
+      if (pending_.size() < kStartFlagSize) return true;  // still a partial flag, input used up
     }
 
     // 2. "QZSTART" is kept: complete the total length.
-    if (pending_.size() < kPrefixLen) {
-      const std::size_t take = std::min(kPrefixLen - pending_.size(), n - pos);
+    if (pending_.size() < kMinPrefixSize) {
+      const std::size_t take = std::min(kMinPrefixSize - pending_.size(), n - pos);
       pending_.insert(pending_.end(), data + pos, data + pos + take);
       pos += take;
-      if (pending_.size() < kPrefixLen) return true;
-      const std::uint32_t total = read_total(pending_.data());
+      if (pending_.size() < kMinPrefixSize) return true;
+      const std::uint32_t total = total_length_at(pending_.data());
       if (!valid_total(total)) {
         const bool go_on = fn(ctx, Kind::Garbage, pending_.data(), pending_.size());
         pending_.clear();
@@ -99,7 +98,7 @@ bool FrameSplitter::feed(const std::uint8_t *data, std::size_t n, DeliverFn fn, 
     }
 
     // 3. Part of a frame of known total length is kept: complete it.
-    const std::size_t total = read_total(pending_.data());
+    const std::size_t total = total_length_at(pending_.data());
     const std::size_t take = std::min(total - pending_.size(), n - pos);
     pending_.insert(pending_.end(), data + pos, data + pos + take);
     pos += take;
@@ -142,17 +141,17 @@ bool FrameSplitter::feed_direct(const std::uint8_t *data, std::size_t n, Deliver
     }
     // A flag at pos.
     const std::size_t avail = n - pos;
-    if (avail < kPrefixLen) {
+    if (avail < kMinPrefixSize) {
       pending_.assign(data + pos, data + n);
       return true;
     }
-    const std::uint32_t total = read_total(data + pos);
+    const std::uint32_t total = total_length_at(data + pos);
     if (!valid_total(total)) {
-      if (!fn(ctx, Kind::Garbage, data + pos, kPrefixLen)) {
+      if (!fn(ctx, Kind::Garbage, data + pos, kMinPrefixSize)) {
         reset();
         return false;
       }
-      pos += kPrefixLen;
+      pos += kMinPrefixSize;
       continue;
     }
     if (avail >= total) {
@@ -171,4 +170,4 @@ bool FrameSplitter::feed_direct(const std::uint8_t *data, std::size_t n, Deliver
   return true;
 }
 
-}  // namespace qz::net
+}  // namespace qz::wire
