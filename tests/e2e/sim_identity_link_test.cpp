@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "export_cases.h"
 #include "sim_session.h"
 
 namespace qz::test {
@@ -86,25 +87,8 @@ TEST_F(SimIdentityE2E, PassiveWirelessRoundTripWithTheRecordsSerialKey) {
   EXPECT_EQ(value, 9u);
 }
 
-struct TextCase {
-  bool (*set)(qz_nds_handle, const char *);
-  bool (*get)(qz_nds_handle, char *, uint32_t *);
-  std::string DeviceState::*field;
-  const char *value;
-};
-
-const TextCase kTexts[] = {
-    {qz_nds_set_visual_ip, qz_nds_get_visual_ip, &DeviceState::visual_ip, "172.16.0.9"},
-    {qz_nds_set_visual_user, qz_nds_get_visual_user, &DeviceState::visual_user, "operator"},
-    {qz_nds_set_visual_passwd, qz_nds_get_visual_passwd, &DeviceState::visual_passwd, ""},
-    {qz_nds_set_mqtt_ip, qz_nds_get_mqtt_ip, &DeviceState::mqtt_ip, "broker.local"},
-    {qz_nds_set_mqtt_user, qz_nds_get_mqtt_user, &DeviceState::mqtt_user, "cam-17"},
-    {qz_nds_set_mqtt_passwd, qz_nds_get_mqtt_passwd, &DeviceState::mqtt_passwd,
-     "0123456789012345678901234567890123456789012345678901234567890123"},  // 64, the device's longest
-};
-
 TEST_F(SimIdentityE2E, EveryLinkTextReachesTheDeviceAndComesBack) {
-  for (const TextCase &c : kTexts) {
+  for (const TextCase &c : kLinkTexts) {
     SCOPED_TRACE(c.value);
     ASSERT_TRUE(c.set(client.handle, c.value));
     EXPECT_EQ(sim.state().*c.field, c.value);
