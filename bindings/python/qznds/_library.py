@@ -132,6 +132,7 @@ LOG_CALLBACK = CFUNCTYPE(None, c_int, c_char_p, c_char_p, c_char_p, c_void_p)
 
 # The qz_ndsx_ extensions, by name without the prefix: (result type, argument types).
 EXT_PROTOTYPES: dict[str, tuple[Any, tuple[Any, ...]]] = {
+    "is_connected": (c_bool, (_H, POINTER(c_bool))),
     "last_error": (c_bool, (_H, POINTER(ErrorRecord))),
     "strerror": (c_char_p, (c_int,)),
     "version": (c_char_p, ()),

@@ -25,7 +25,7 @@ with the interpreter lock released, so several threads may use one `Device`;
 from __future__ import annotations
 
 import ctypes
-from ctypes import byref, c_uint8, c_uint16, c_uint32, c_void_p, create_string_buffer
+from ctypes import byref, c_bool, c_uint8, c_uint16, c_uint32, c_void_p, create_string_buffer
 from types import TracebackType
 from typing import Any, Iterable, Optional, Union
 
@@ -176,6 +176,16 @@ class Device:
     @property
     def is_open(self) -> bool:
         return self._handle is not None
+
+    @property
+    def connected(self) -> bool:
+        """Whether the connection stands (False once the device or the network ended it)."""
+        if self._handle is None:
+            return False
+        up = c_bool(False)
+        lib = self._lib if self._lib is not None else load()
+        lib.qz_ndsx_is_connected(self._handle, byref(up))
+        return bool(up.value)
 
     def __enter__(self) -> Device:
         return self.open()

@@ -89,3 +89,14 @@ def test_account_info_larger_than_the_first_buffer_is_read_whole(start_sim: SimF
     sim = start_sim("--fault", "48:129:payload=" + (len(info).to_bytes(4, "big") + info).hex())
     with qznds.Device(sim.address) as dev:
         assert dev.account_info == info
+
+
+def test_connected_follows_the_connection(start_sim: SimFactory) -> None:
+    sim = start_sim()
+    dev = qznds.Device(sim.address)
+    assert not dev.connected
+    with dev:
+        assert dev.connected
+        dev.disconnect()
+        assert not dev.connected
+    assert not dev.connected
