@@ -64,7 +64,7 @@ bool parse_ip_info(NetDevSetting &session, const wire::FrameView &frame) {
   return true;
 }
 
-constexpr SettingParserEntry kEntries[] = {{139, parse_ip_info}};
+constexpr SettingParserEntry kEntries[] = {{wire::setting::kGetIpInfo, parse_ip_info}};
 
 }  // namespace
 
@@ -73,7 +73,7 @@ const std::span<const SettingParserEntry> kIpSettingParsers{kEntries};
 
 bool NetDevSetting::set_ip_info(uint8_t flag, const IpTexts &texts) {
   const std::vector<uint8_t> block = build_ip_block(flag, texts);
-  if (!send_payload(169, 138, block, kWaitMs)) {
+  if (!send_payload(wire::kMainSetting, wire::setting::kSetIpInfo, block, kWaitMs)) {
     NDS_LOG(kLogError, "qz_nds_set_ip_info", "set ip info failed");
     return false;
   }
@@ -91,7 +91,7 @@ bool NetDevSetting::get_ip_info(uint8_t *flag, const IpTextBuffers &texts) {
   std::optional<IpInfo> answer;
   auto copy = [&] { answer = cached_ip_info(cache); };
   // A failed query is not an error here: the cached values are handed out.
-  if (!send_cmd(169, 139, 0, nullptr, kWaitMs, copy)) {
+  if (!send_cmd(wire::kMainSetting, wire::setting::kGetIpInfo, 0, nullptr, kWaitMs, copy)) {
     std::lock_guard guard(cache_lock);
     answer = cached_ip_info(cache);
   }

@@ -123,12 +123,12 @@ void copy_machine_text(const ByteString &text, char *out) {
 }  // namespace
 
 bool NetDevSetting::get_machine_config_info() {
-  return send_cmd(174, 130, 0, nullptr, kWaitMs);
+  return send_cmd(wire::kMainMachineStatus, wire::machine::kConfig, 0, nullptr, kWaitMs);
 }
 
 // Runs under cache_lock (on_data holds it).
 bool NetDevSetting::on_response_machine_status(const wire::FrameView &frame) {
-  if (frame.header.sub != 130) {
+  if (frame.header.sub != wire::machine::kConfig) {
     NDS_LOG(kLogError, "NetDevSetting::on_response_machine_status",
             "QZ_MACHINE_STATUS's vicd cmd = %d is not supported", frame.header.sub);
     return false;

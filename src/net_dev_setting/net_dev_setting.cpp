@@ -397,18 +397,18 @@ bool NetDevSetting::on_response(const wire::FrameView &frame) {
     return false;
   }
   switch (h.main) {
-    case 48:
+    case wire::kMainAccount:
       return on_response_account(*this, frame);
-    case 49:
+    case wire::kMainPassiveWireless:
       return on_response_passive_wireless(*this, frame);
-    case 164:
-    case 168:
+    case wire::kMainControl:
+    case wire::kMainOsd:
       return h.payload_length == 0;
-    case 169:
+    case wire::kMainSetting:
       return on_response_setting(*this, frame);
-    case 173:
+    case wire::kMainKeepAlive:
       return true;
-    case 174:
+    case wire::kMainMachineStatus:
       return on_response_machine_status(frame);
     default:
       NDS_LOG(kLogError, "NetDevSetting::on_response", "main cmd = %d is not supported", h.main);

@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "commands.h"
 #include "qz_log.h"
 #include "qz_nds_ext.h"
 #include "wire_frame.h"
@@ -92,8 +93,8 @@ struct OsdItem {
   uint16_t value1 = 0;
   uint16_t value2 = 0;
 };
-inline constexpr int kOsdItemCount = 12;
-inline constexpr int kChannelNameItem = 8;
+inline constexpr int kOsdItemCount = static_cast<int>(wire::osd::kItemCount);
+inline constexpr int kChannelNameItem = static_cast<int>(wire::osd::kChannelNameItem);
 
 // Base of every handle object: a type tag that exports check before they
 // touch the object.
