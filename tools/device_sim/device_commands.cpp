@@ -6,6 +6,7 @@
 #include <string>
 
 #include "commands.h"
+#include "machine_record_layout.h"
 #include "wire_frame.h"
 
 namespace qz::sim {
@@ -116,10 +117,6 @@ std::optional<std::size_t> osd_item_of_sub(uint8_t sub) {
 bool read_only_text(const uint8_t *p, std::size_t n, std::size_t max, std::string &out) {
   Reader r(p, n);
   return r.lp_text(out) && r.remaining() == 0 && out.size() <= max;
-}
-
-void write_osd_item(Writer &w, const OsdItem &item) {
-  w.u8(item.display).u8(item.attribute).u16(item.value1).u16(item.value2);
 }
 
 bool read_osd_item(Reader &r, OsdItem &item, bool strict) {
@@ -424,33 +421,7 @@ Reply handle_request(DeviceState &state, uint8_t main, uint8_t sub, const uint8_
 }
 
 std::vector<uint8_t> build_machine_record(const DeviceState &s) {
-  std::vector<uint8_t> out;
-  out.reserve(267 + kChannelNameMax);
-  Writer w(out);
-  w.u8(0);  // record version, unused
-  w.text_field(s.machine_text1, kIdentityTextMax);
-  w.text_field(s.machine_text2, kIdentityTextMax);
-  w.text_field(s.machine_text3, kIdentityTextMax);
-  w.text_field(s.device_sn, kSerialNumberMax);
-  w.u32(0);  // reserved
-  w.u16(s.machine_value1).u16(s.machine_value2);
-  w.u32(0).u32(0);  // reserved
-  w.u8(s.ad_link_count).u8(s.ps_link_count);
-  w.u8(s.ip_info_flag);
-  for (const auto &text : s.ip_info_texts) w.text_field(text, kIpTextMax);
-  w.u8(s.detect_sun_enabled).u8(s.len_adjust_method).u8(s.len_pos_enabled).u8(s.rotate180_enabled);
-  w.u8(s.default_palette).u8(s.hdmi_enabled).u8(s.onvif_enabled);
-  w.u8(s.visual_link_count).u8(s.ptz_link_count);
-  w.u8(s.radar_enabled).u8(s.auto_change_meas_enabled).u8(s.auto_focus_enabled);
-  w.u8(s.framerate);
-  w.u32(0).u8(0);  // reserved
-  w.u8(s.center_rectangle_displayed);
-  for (std::size_t id : {5, 6, 7, 0, 1, 2, 3, 4, 9, 10, 8}) write_osd_item(w, s.osd_items[id]);
-  const std::size_t name_len =
-      s.channel_name.size() < kChannelNameMax ? s.channel_name.size() : kChannelNameMax;
-  w.u8(static_cast<uint8_t>(name_len)).bytes(s.channel_name.data(), name_len);
-  write_osd_item(w, s.osd_items[11]);
-  return out;
+  return wire::machine_record::write(s);
 }
 
 }  // namespace qz::sim
