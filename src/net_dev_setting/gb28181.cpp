@@ -5,8 +5,7 @@
 #include <cstring>
 #include <vector>
 
-#include "net_dev_setting.h"
-#include "qz_net_dev_setting.h"
+#include "setting_rows.h"
 
 namespace qz::nds {
 
@@ -77,8 +76,7 @@ void copy_to_field(char *field, const ByteString &text) {
 
 }  // namespace
 
-// Parsers of this family's main 169 answers, by sub command.
-const std::span<const SettingParserEntry> kGb28181SettingParsers{kEntries};
+const SettingFamily kGb28181Settings{{}, {}, kEntries};
 
 // ---- Command methods --------------------------------------------------------
 

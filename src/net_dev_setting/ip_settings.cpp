@@ -5,8 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "net_dev_setting.h"
-#include "qz_net_dev_setting.h"
+#include "setting_rows.h"
 
 namespace qz::nds {
 
@@ -68,8 +67,7 @@ constexpr SettingParserEntry kEntries[] = {{wire::setting::kGetIpInfo, parse_ip_
 
 }  // namespace
 
-// Parsers of this family's main 169 answers, by sub command.
-const std::span<const SettingParserEntry> kIpSettingParsers{kEntries};
+const SettingFamily kIpSettings{{}, {}, kEntries};
 
 bool NetDevSetting::set_ip_info(uint8_t flag, const IpTexts &texts) {
   const std::vector<uint8_t> block = build_ip_block(flag, texts);
