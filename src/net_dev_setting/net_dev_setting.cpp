@@ -74,10 +74,6 @@ bool ConditionEvent::wait(BusyLock &lock, uint32_t timeout_ms) {
   return woke;
 }
 
-void ConditionEvent::signal_one() { wake(post()); }
-
-void ConditionEvent::signal_all() { wake(post()); }
-
 #if defined(__linux__)
 
 namespace {

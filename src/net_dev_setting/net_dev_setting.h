@@ -133,9 +133,9 @@ class ConditionEvent {
   // `lock` again. True when a signal ended the wait.
   bool wait(BusyLock &lock, uint32_t timeout_ms);
   // Wakes the waiter; a signal given before the wait starts is kept.
-  void signal_one();
-  // Wakes the waiter for good (session destruction).
-  void signal_all();
+  void signal_one() { wake(post()); }
+  // The same: an event has one waiter (used at session destruction).
+  void signal_all() { signal_one(); }
 
   // signal_one in two steps, so that the kernel call can be made after the
   // signaller released the locks that the woken caller takes next: post()
