@@ -31,62 +31,50 @@ Reply unsupported() {
   return Reply{kCodeUnsupported, {}, false, std::nullopt};
 }
 
-// A one-byte setting of main 169 (or 168) set with its own sub command and
-// accepted within [min, max].
+// A one-byte setting of main 169: set with its own sub command and accepted
+// within [min, max]; queried, if at all, with another sub and answered with
+// the stored byte. The others show in the machine record only.
+constexpr uint8_t kNoQuery = 0;
 struct ByteSetting {
-  uint8_t sub;
+  uint8_t set_sub;
+  uint8_t query_sub;
   uint8_t DeviceState::*field;
   uint8_t min;
   uint8_t max;
 };
 
-constexpr ByteSetting kSettingSetters[] = {
-    {setting::kHdmi, &DeviceState::hdmi_enabled, 0, 1},
-    {setting::kOnvif, &DeviceState::onvif_enabled, 0, 1},
-    {setting::kLenPos, &DeviceState::len_pos_enabled, 0, 1},
-    {setting::kDetectSun, &DeviceState::detect_sun_enabled, 0, 1},
-    {setting::kRotate180, &DeviceState::rotate180_enabled, 0, 1},
-    {setting::kPsLinkCount, &DeviceState::ps_link_count, 0, kLinkCountMax},
-    {setting::kAdLinkCount, &DeviceState::ad_link_count, 0, kLinkCountMax},
-    {setting::kDefaultPalette, &DeviceState::default_palette, 0, kPaletteMax},
-    {setting::kLenAdjustMethod, &DeviceState::len_adjust_method, 0, kLensMethodMax},
-    {setting::kVisualLinkCount, &DeviceState::visual_link_count, 0, kLinkCountMax},
-    {setting::kPtzLinkCount, &DeviceState::ptz_link_count, 0, kLinkCountMax},
-    {setting::kRadar, &DeviceState::radar_enabled, 0, 1},
-    {setting::kAutoChangeMeas, &DeviceState::auto_change_meas_enabled, 0, 1},
-    {setting::kAutoFocus, &DeviceState::auto_focus_enabled, 0, 1},
-    {setting::kFramerate, &DeviceState::framerate, kFramerateMin, kFramerateMax},
-    {setting::kSetMqttWork, &DeviceState::mqtt_work, 0, 1},
-    {setting::kSetZoomControl, &DeviceState::visual_zoom_control_flag, 0, 255},
-    {setting::kSetDisableTemperatureCorrect, &DeviceState::disable_temperature_correct_status, 0, 255},
-    {setting::kSetHardwareWatchdog, &DeviceState::hardware_watchdog, 0, 1},
-    {setting::kSetHardwareWatchdogDisable, &DeviceState::hardware_watchdog_disable, 0, 1},
-    {setting::kSetHardwareWatchdogDisableTime, &DeviceState::hardware_watchdog_disable_time, 0, 255},
-    {setting::kSetGotoPreset, &DeviceState::visual_gotopreset_when_start, 0, 255},
-    {setting::kSetHikvisionLinkage, &DeviceState::hikvision_linkage, 0, 1},
-    {setting::kSetVisionMaxTemperature, &DeviceState::vision_maxtemperature, 0, 1},
-    {setting::kSetAllTemperatureNetworkByteOrder, &DeviceState::all_temperature_network_byte_order, 0, 1},
-    {setting::kSetPgSupport, &DeviceState::pg_support, 0, 1},
-};
-
-// One-byte queries of main 169, answered with the stored byte.
-struct ByteQuery {
-  uint8_t sub;
-  uint8_t DeviceState::*field;
-};
-
-constexpr ByteQuery kSettingQueries[] = {
-    {setting::kGetMqttWork, &DeviceState::mqtt_work},
-    {setting::kGetZoomControl, &DeviceState::visual_zoom_control_flag},
-    {setting::kGetDisableTemperatureCorrect, &DeviceState::disable_temperature_correct_status},
-    {setting::kGetHardwareWatchdog, &DeviceState::hardware_watchdog},
-    {setting::kGetHardwareWatchdogDisable, &DeviceState::hardware_watchdog_disable},
-    {setting::kGetHardwareWatchdogDisableTime, &DeviceState::hardware_watchdog_disable_time},
-    {setting::kGetGotoPreset, &DeviceState::visual_gotopreset_when_start},
-    {setting::kGetHikvisionLinkage, &DeviceState::hikvision_linkage},
-    {setting::kGetVisionMaxTemperature, &DeviceState::vision_maxtemperature},
-    {setting::kGetAllTemperatureNetworkByteOrder, &DeviceState::all_temperature_network_byte_order},
-    {setting::kGetPgSupport, &DeviceState::pg_support},
+constexpr ByteSetting kByteSettings[] = {
+    {setting::kHdmi, kNoQuery, &DeviceState::hdmi_enabled, 0, 1},
+    {setting::kOnvif, kNoQuery, &DeviceState::onvif_enabled, 0, 1},
+    {setting::kLenPos, kNoQuery, &DeviceState::len_pos_enabled, 0, 1},
+    {setting::kDetectSun, kNoQuery, &DeviceState::detect_sun_enabled, 0, 1},
+    {setting::kRotate180, kNoQuery, &DeviceState::rotate180_enabled, 0, 1},
+    {setting::kPsLinkCount, kNoQuery, &DeviceState::ps_link_count, 0, kLinkCountMax},
+    {setting::kAdLinkCount, kNoQuery, &DeviceState::ad_link_count, 0, kLinkCountMax},
+    {setting::kDefaultPalette, kNoQuery, &DeviceState::default_palette, 0, kPaletteMax},
+    {setting::kLenAdjustMethod, kNoQuery, &DeviceState::len_adjust_method, 0, kLensMethodMax},
+    {setting::kVisualLinkCount, kNoQuery, &DeviceState::visual_link_count, 0, kLinkCountMax},
+    {setting::kPtzLinkCount, kNoQuery, &DeviceState::ptz_link_count, 0, kLinkCountMax},
+    {setting::kRadar, kNoQuery, &DeviceState::radar_enabled, 0, 1},
+    {setting::kAutoChangeMeas, kNoQuery, &DeviceState::auto_change_meas_enabled, 0, 1},
+    {setting::kAutoFocus, kNoQuery, &DeviceState::auto_focus_enabled, 0, 1},
+    {setting::kFramerate, kNoQuery, &DeviceState::framerate, kFramerateMin, kFramerateMax},
+    {setting::kSetMqttWork, setting::kGetMqttWork, &DeviceState::mqtt_work, 0, 1},
+    {setting::kSetZoomControl, setting::kGetZoomControl, &DeviceState::visual_zoom_control_flag, 0, 255},
+    {setting::kSetDisableTemperatureCorrect, setting::kGetDisableTemperatureCorrect,
+     &DeviceState::disable_temperature_correct_status, 0, 255},
+    {setting::kSetHardwareWatchdog, setting::kGetHardwareWatchdog, &DeviceState::hardware_watchdog, 0, 1},
+    {setting::kSetHardwareWatchdogDisable, setting::kGetHardwareWatchdogDisable,
+     &DeviceState::hardware_watchdog_disable, 0, 1},
+    {setting::kSetHardwareWatchdogDisableTime, setting::kGetHardwareWatchdogDisableTime,
+     &DeviceState::hardware_watchdog_disable_time, 0, 255},
+    {setting::kSetGotoPreset, setting::kGetGotoPreset, &DeviceState::visual_gotopreset_when_start, 0, 255},
+    {setting::kSetHikvisionLinkage, setting::kGetHikvisionLinkage, &DeviceState::hikvision_linkage, 0, 1},
+    {setting::kSetVisionMaxTemperature, setting::kGetVisionMaxTemperature,
+     &DeviceState::vision_maxtemperature, 0, 1},
+    {setting::kSetAllTemperatureNetworkByteOrder, setting::kGetAllTemperatureNetworkByteOrder,
+     &DeviceState::all_temperature_network_byte_order, 0, 1},
+    {setting::kSetPgSupport, setting::kGetPgSupport, &DeviceState::pg_support, 0, 1},
 };
 
 // Length-prefixed texts of main 169, each with its set and query sub.
@@ -205,16 +193,16 @@ Reply get_gb28181(const DeviceState &s) {
 }
 
 Reply handle_setting(DeviceState &s, uint8_t sub, const uint8_t *p, std::size_t n, bool strict) {
-  for (const auto &setter : kSettingSetters) {
-    if (setter.sub != sub) continue;
-    if (n != 1 || (strict && (p[0] < setter.min || p[0] > setter.max))) return bad_payload();
-    s.*setter.field = p[0];
-    return ok();
-  }
-  for (const auto &query : kSettingQueries) {
-    if (query.sub != sub) continue;
-    if (n != 0) return bad_payload();
-    return ok({s.*query.field});
+  for (const auto &setting : kByteSettings) {
+    if (setting.set_sub == sub) {
+      if (n != 1 || (strict && (p[0] < setting.min || p[0] > setting.max))) return bad_payload();
+      s.*setting.field = p[0];
+      return ok();
+    }
+    if (setting.query_sub == sub) {
+      if (n != 0) return bad_payload();
+      return ok({s.*setting.field});
+    }
   }
   for (const auto &text : kSettingTexts) {
     if (text.set_sub == sub) {
