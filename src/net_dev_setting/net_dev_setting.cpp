@@ -428,7 +428,9 @@ class SettingParserIndex {
   SettingParserIndex() {
     for (const SettingFamily *family : {&kIpSettings, &kVisualLinkSettings, &kMqttSettings, &kGb28181Settings,
                                         &kWatchdogSettings, &kTemperatureSettings, &kDeviceControlSettings}) {
-      for (const ByteSetting &row : family->bytes) parsers_[row.query_sub].byte = &row;
+      for (const ByteSetting &row : family->bytes) {
+        if (row.query_sub != kCached) parsers_[row.query_sub].byte = &row;
+      }
       for (const TextSetting &row : family->texts) parsers_[row.query_sub].text = &row;
       for (const SettingParserEntry &e : family->parsers) parsers_[e.sub].parse = e.parse;
     }
