@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <string>
 
+#include "commands.h"
 #include "device_commands.h"
 #include "device_state.h"
 #include "fuzz_check.h"
@@ -43,8 +44,8 @@ void check_reply(const DeviceState &before, const DeviceState &after, uint8_t ma
     FUZZ_CHECK(reply.payload.empty() && !reply.reboot);
     FUZZ_CHECK(before == after);
   }
-  if (main == kMainControl || main == kMainOsd) FUZZ_CHECK(reply.payload.empty());
-  if (reply.reboot) FUZZ_CHECK(main == kMainControl);
+  if (main == qz::wire::kMainControl || main == qz::wire::kMainOsd) FUZZ_CHECK(reply.payload.empty());
+  if (reply.reboot) FUZZ_CHECK(main == qz::wire::kMainControl);
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ namespace qz::nds {
 // answer is a 4-byte count n and n bytes, and a count that runs past the
 // payload is refused before anything is allocated.
 bool on_response_account(NetDevSetting &session, const wire::FrameView &frame) {
-  if (frame.header.sub != 129) return false;
+  if (frame.header.sub != wire::account::kRead) return false;
   wire::Reader r(frame.payload, frame.payload_size);
   uint32_t n = 0;
   const uint8_t *bytes = nullptr;
@@ -25,7 +25,7 @@ bool on_response_account(NetDevSetting &session, const wire::FrameView &frame) {
 
 bool NetDevSetting::set_account_info(const uint8_t *data, uint32_t len) {
   if (data == nullptr && len != 0) return false;
-  return send_cmd(48, 128, len, data, kWaitMs);
+  return send_cmd(wire::kMainAccount, wire::account::kWrite, len, data, kWaitMs);
 }
 
 // On entry *len is the capacity of data; on return it is the size of the
@@ -42,7 +42,7 @@ bool NetDevSetting::get_account_info(uint8_t *data, uint32_t *len) {
     needed = cache.account_info_len;
     if (needed != 0 && needed <= capacity) std::memcpy(data, cache.account_info.data(), needed);
   };
-  if (!send_cmd(48, 129, 0, nullptr, kWaitMs, copy)) return false;
+  if (!send_cmd(wire::kMainAccount, wire::account::kRead, 0, nullptr, kWaitMs, copy)) return false;
   *len = needed;
   return needed <= capacity;
 }

@@ -5,16 +5,11 @@
 #include <cstring>
 #include <vector>
 
-#include "net_dev_setting.h"
-#include "qz_net_dev_setting.h"
+#include "setting_rows.h"
 
 namespace qz::nds {
 
 namespace {
-
-constexpr uint32_t kMainSetting = 169;
-constexpr uint32_t kSubSetPara = 176;
-constexpr uint32_t kSubGetPara = 177;
 
 // Each text is read into and handed out through a 64-byte field, so at most
 // 63 bytes and a NUL.
@@ -71,7 +66,7 @@ bool parse_gb28181_para(NetDevSetting &s, const wire::FrameView &frame) {
   return true;
 }
 
-constexpr SettingParserEntry kEntries[] = {{kSubGetPara, parse_gb28181_para}};
+constexpr SettingParserEntry kEntries[] = {{wire::setting::kGet28181Para, parse_gb28181_para}};
 
 // Fills a caller's 64-byte field: zeroes, then the text, always terminated.
 void copy_to_field(char *field, const ByteString &text) {
@@ -81,8 +76,7 @@ void copy_to_field(char *field, const ByteString &text) {
 
 }  // namespace
 
-// Parsers of this family's main 169 answers, by sub command.
-const std::span<const SettingParserEntry> kGb28181SettingParsers{kEntries};
+const SettingFamily kGb28181Settings{{}, {}, kEntries};
 
 // ---- Command methods --------------------------------------------------------
 
@@ -97,7 +91,7 @@ bool NetDevSetting::set_28181_para(uint8_t enable, const char *text1, uint16_t p
   } else {
     w.u8(1).lp_text(text1).u16(port).lp_text(text2).lp_text(text3).lp_text(text4);
   }
-  return send_setting(kSubSetPara, payload);
+  return send_setting(wire::setting::kSet28181Para, payload);
 }
 
 bool NetDevSetting::get_28181_para(uint8_t *enable, char *text1, uint16_t *port, char *text2, char *text3,
@@ -112,7 +106,7 @@ bool NetDevSetting::get_28181_para(uint8_t *enable, char *text1, uint16_t *port,
     para = {c.gb28181_enable, c.gb28181_text1, c.gb28181_port,
             c.gb28181_text2,  c.gb28181_text3, c.gb28181_text4};
   };
-  if (!send_cmd(kMainSetting, kSubGetPara, 0, nullptr, kWaitMs, copy)) return false;
+  if (!send_cmd(wire::kMainSetting, wire::setting::kGet28181Para, 0, nullptr, kWaitMs, copy)) return false;
   *enable = para.enable;
   copy_to_field(text1, para.text1);
   *port = para.port;

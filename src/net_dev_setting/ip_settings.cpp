@@ -5,8 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "net_dev_setting.h"
-#include "qz_net_dev_setting.h"
+#include "setting_rows.h"
 
 namespace qz::nds {
 
@@ -64,16 +63,15 @@ bool parse_ip_info(NetDevSetting &session, const wire::FrameView &frame) {
   return true;
 }
 
-constexpr SettingParserEntry kEntries[] = {{139, parse_ip_info}};
+constexpr SettingParserEntry kEntries[] = {{wire::setting::kGetIpInfo, parse_ip_info}};
 
 }  // namespace
 
-// Parsers of this family's main 169 answers, by sub command.
-const std::span<const SettingParserEntry> kIpSettingParsers{kEntries};
+const SettingFamily kIpSettings{{}, {}, kEntries};
 
 bool NetDevSetting::set_ip_info(uint8_t flag, const IpTexts &texts) {
   const std::vector<uint8_t> block = build_ip_block(flag, texts);
-  if (!send_payload(169, 138, block, kWaitMs)) {
+  if (!send_payload(wire::kMainSetting, wire::setting::kSetIpInfo, block, kWaitMs)) {
     NDS_LOG(kLogError, "qz_nds_set_ip_info", "set ip info failed");
     return false;
   }
@@ -91,7 +89,7 @@ bool NetDevSetting::get_ip_info(uint8_t *flag, const IpTextBuffers &texts) {
   std::optional<IpInfo> answer;
   auto copy = [&] { answer = cached_ip_info(cache); };
   // A failed query is not an error here: the cached values are handed out.
-  if (!send_cmd(169, 139, 0, nullptr, kWaitMs, copy)) {
+  if (!send_cmd(wire::kMainSetting, wire::setting::kGetIpInfo, 0, nullptr, kWaitMs, copy)) {
     std::lock_guard guard(cache_lock);
     answer = cached_ip_info(cache);
   }

@@ -18,6 +18,7 @@
 
 #include "qz_common.h"
 #include "qz_net.h"
+#include "setting_rows.h"
 
 namespace qz::nds {
 
@@ -72,10 +73,6 @@ bool ConditionEvent::wait(BusyLock &lock, uint32_t timeout_ms) {
   lock.lock();
   return woke;
 }
-
-void ConditionEvent::signal_one() { wake(post()); }
-
-void ConditionEvent::signal_all() { wake(post()); }
 
 #if defined(__linux__)
 
@@ -397,18 +394,18 @@ bool NetDevSetting::on_response(const wire::FrameView &frame) {
     return false;
   }
   switch (h.main) {
-    case 48:
+    case wire::kMainAccount:
       return on_response_account(*this, frame);
-    case 49:
+    case wire::kMainPassiveWireless:
       return on_response_passive_wireless(*this, frame);
-    case 164:
-    case 168:
+    case wire::kMainControl:
+    case wire::kMainOsd:
       return h.payload_length == 0;
-    case 169:
+    case wire::kMainSetting:
       return on_response_setting(*this, frame);
-    case 173:
+    case wire::kMainKeepAlive:
       return true;
-    case 174:
+    case wire::kMainMachineStatus:
       return on_response_machine_status(frame);
     default:
       NDS_LOG(kLogError, "NetDevSetting::on_response", "main cmd = %d is not supported", h.main);
@@ -418,28 +415,42 @@ bool NetDevSetting::on_response(const wire::FrameView &frame) {
 
 namespace {
 
+// What parses the answer to one main 169 sub: a row's query, or a parser.
+struct AnswerParser {
+  const ByteSetting *byte = nullptr;
+  const TextSetting *text = nullptr;
+  SettingParser parse = nullptr;
+};
+
 // Sub command -> parser for main 169, built once from every family's table.
 class SettingParserIndex {
  public:
   SettingParserIndex() {
-    for (auto table : {kIpSettingParsers, kVisualLinkSettingParsers, kMqttSettingParsers, kGb28181SettingParsers,
-                       kWatchdogSettingParsers, kTemperatureSettingParsers, kDeviceControlSettingParsers}) {
-      for (const SettingParserEntry &e : table) parsers_[e.sub] = e.parse;
+    for (const SettingFamily *family : {&kIpSettings, &kVisualLinkSettings, &kMqttSettings, &kGb28181Settings,
+                                        &kWatchdogSettings, &kTemperatureSettings, &kDeviceControlSettings}) {
+      for (const ByteSetting &row : family->bytes) {
+        if (row.query_sub != kCached) parsers_[row.query_sub].byte = &row;
+      }
+      for (const TextSetting &row : family->texts) parsers_[row.query_sub].text = &row;
+      for (const SettingParserEntry &e : family->parsers) parsers_[e.sub].parse = e.parse;
     }
   }
-  SettingParser find(uint8_t sub) const { return parsers_[sub]; }
+  const AnswerParser &find(uint8_t sub) const { return parsers_[sub]; }
 
  private:
-  std::array<SettingParser, 256> parsers_{};
+  std::array<AnswerParser, 256> parsers_{};
 };
 
 }  // namespace
 
 bool on_response_setting(NetDevSetting &session, const wire::FrameView &frame) {
   static const SettingParserIndex index;
-  SettingParser parse = index.find(frame.header.sub);
+  const AnswerParser &parser = index.find(frame.header.sub);
+  if (parser.byte != nullptr) return store_byte_answer(session, frame, *parser.byte);
+  if (parser.text != nullptr)
+    return NetDevSetting::store_answer_text(frame, session.cache.*parser.text->field);
   // Subs without a parser (the set commands) carry nothing to parse.
-  return parse == nullptr || parse(session, frame);
+  return parser.parse == nullptr || parser.parse(session, frame);
 }
 
 bool refuse_short_answer(const char *function, const wire::FrameView &frame, std::size_t needed) {

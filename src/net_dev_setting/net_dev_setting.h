@@ -8,13 +8,13 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
-#include <span>
 #include <string>
 #include <thread>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "commands.h"
 #include "qz_log.h"
 #include "qz_nds_ext.h"
 #include "wire_frame.h"
@@ -92,8 +92,8 @@ struct OsdItem {
   uint16_t value1 = 0;
   uint16_t value2 = 0;
 };
-inline constexpr int kOsdItemCount = 12;
-inline constexpr int kChannelNameItem = 8;
+inline constexpr int kOsdItemCount = static_cast<int>(wire::osd::kItemCount);
+inline constexpr int kChannelNameItem = static_cast<int>(wire::osd::kChannelNameItem);
 
 // Base of every handle object: a type tag that exports check before they
 // touch the object.
@@ -133,9 +133,9 @@ class ConditionEvent {
   // `lock` again. True when a signal ended the wait.
   bool wait(BusyLock &lock, uint32_t timeout_ms);
   // Wakes the waiter; a signal given before the wait starts is kept.
-  void signal_one();
-  // Wakes the waiter for good (session destruction).
-  void signal_all();
+  void signal_one() { wake(post()); }
+  // The same: an event has one waiter (used at session destruction).
+  void signal_all() { signal_one(); }
 
   // signal_one in two steps, so that the kernel call can be made after the
   // signaller released the locks that the woken caller takes next: post()
@@ -354,7 +354,6 @@ class NetDevSetting : public _QZBaseObject {
   // ---- Device identity and status --------------------------------------
   bool get_machine_config_info();
   bool on_response_machine_status(const wire::FrameView &frame);
-  // identity-family members: begin
   static constexpr std::size_t kIpTextCount = 5;
   using IpTexts = std::array<const char *, kIpTextCount>;
   using IpTextBuffers = std::array<char *, kIpTextCount>;
@@ -371,31 +370,8 @@ class NetDevSetting : public _QZBaseObject {
   bool get_passive_wireless_domain(char *domain, uint32_t *value);
   // A passive wireless request payload opened by the serial key.
   std::vector<uint8_t> passive_wireless_request();
-  // identity-family members: end
 
   // ---- Linked equipment and cloud settings -----------------------------
-  // link-family members: begin
-  bool set_visual_ip(const char *ip);
-  bool get_visual_ip(char *ip, uint32_t *len);
-  bool set_visual_user(const char *user);
-  bool get_visual_user(char *user, uint32_t *len);
-  bool set_visual_passwd(const char *passwd);
-  bool get_visual_passwd(char *passwd, uint32_t *len);
-  bool set_visual_sn(uint8_t support, uint8_t same_ip, const char *sn, uint32_t len);
-  bool set_visual_zoom_control_flag(uint8_t flag);
-  bool get_visual_zoom_control_flag(uint8_t *flag);
-  bool set_visual_gotopreset_when_start(uint8_t flag);
-  bool get_visual_gotopreset_when_start(uint8_t *flag);
-  bool set_mqtt_work(uint8_t work);
-  bool get_mqtt_work(uint8_t *work);
-  bool set_mqtt_ip(const char *ip);
-  bool get_mqtt_ip(char *ip, uint32_t *len);
-  bool set_mqtt_port(uint32_t port);
-  bool get_mqtt_port(uint32_t *port);
-  bool set_mqtt_user(const char *user);
-  bool get_mqtt_user(char *user, uint32_t *len);
-  bool set_mqtt_passwd(const char *passwd);
-  bool get_mqtt_passwd(char *passwd, uint32_t *len);
   bool set_28181_para(uint8_t enable, const char *text1, uint16_t port, const char *text2, const char *text3,
                       const char *text4);
   bool get_28181_para(uint8_t *enable, char *text1, uint16_t *port, char *text2, char *text3, char *text4);
@@ -407,51 +383,8 @@ class NetDevSetting : public _QZBaseObject {
   static bool read_answer_text(wire::Reader &r, const wire::FrameView &frame, ByteString &out);
   // Replaces `field` with the length-prefixed text that makes up the answer.
   static bool store_answer_text(const wire::FrameView &frame, ByteString &field);
-  // link-family members: end
 
   // ---- Device feature settings -----------------------------------------
-  // feature-family members: begin
-  // Cached setting: sends the low byte of `value` under (main, sub) and,
-  // once the device accepted it, stores the whole value in `field`.
-  template <class T>
-  bool set_cached_setting(uint32_t main, uint32_t sub, T DeviceStateCache::*field, T value) {
-    const auto byte = static_cast<uint8_t>(value);
-    if (!send_cmd(main, sub, 1, &byte, kWaitMs)) return false;
-    std::lock_guard guard(cache_lock);
-    cache.*field = value;
-    return true;
-  }
-  // One cache member, read under the cache lock (pure cache getters).
-  template <class T>
-  T read_cache(T DeviceStateCache::*field) {
-    std::lock_guard guard(cache_lock);
-    return cache.*field;
-  }
-  bool set_system_time(const void *block);
-
-  // Device setting: one byte sent under main 169, nothing remembered.
-  bool send_setting_byte(uint32_t sub, uint8_t value);
-  // How a one-byte answer is stored or reported: as received, or 1 exactly
-  // when it is 1 (else 0).
-  enum class AnswerByte { raw, flag };
-  // A one-byte device query under main 169: the cache field its answer
-  // fills, how the answer is stored there and how it is reported.
-  struct ByteQuery {
-    uint8_t sub;
-    uint8_t DeviceStateCache::*field;
-    AnswerByte stored;
-    AnswerByte reported;
-  };
-  // Asks the device and writes the answer to THIS request to *answer; false
-  // (nothing sent) for a null `answer`, and *answer untouched on failure.
-  bool query_setting_byte(const ByteQuery &query, uint8_t *answer);
-  bool store_answer_byte(const wire::FrameView &frame, const ByteQuery &query);
-  // Parser of Query's answers, for a SettingParserEntry table.
-  template <const ByteQuery &Query>
-  static bool parse_answer_byte(NetDevSetting &session, const wire::FrameView &frame) {
-    return session.store_answer_byte(frame, Query);
-  }
-
   // OSD items (main 168); the cache keeps `item` as passed once accepted.
   // `id` is 0 to 11 but not the channel-name item 8.
   bool set_osd_item(int id, const OsdItem &item);
@@ -461,7 +394,6 @@ class NetDevSetting : public _QZBaseObject {
   // Sent without waiting: true when the frame was handed to the transport.
   bool reboot();
   bool keep_alive();
-  // feature-family members: end
 
   // Members in declaration order.
   std::atomic<bool> connected{false};
@@ -513,21 +445,6 @@ inline constexpr char kSettingHandlerName[] = "on_response_setting";
 bool on_response_account(NetDevSetting &session, const wire::FrameView &frame);
 bool on_response_passive_wireless(NetDevSetting &session, const wire::FrameView &frame);
 bool on_response_setting(NetDevSetting &session, const wire::FrameView &frame);
-
-// Parsers of main 169 answers, keyed by sub command. Each family file defines
-// its own table; on_response_setting looks a sub up in all of them.
-using SettingParser = bool (*)(NetDevSetting &session, const wire::FrameView &frame);
-struct SettingParserEntry {
-  uint8_t sub;
-  SettingParser parse;
-};
-extern const std::span<const SettingParserEntry> kIpSettingParsers;
-extern const std::span<const SettingParserEntry> kVisualLinkSettingParsers;
-extern const std::span<const SettingParserEntry> kMqttSettingParsers;
-extern const std::span<const SettingParserEntry> kGb28181SettingParsers;
-extern const std::span<const SettingParserEntry> kWatchdogSettingParsers;
-extern const std::span<const SettingParserEntry> kTemperatureSettingParsers;
-extern const std::span<const SettingParserEntry> kDeviceControlSettingParsers;
 
 // Runs `f(session)` for a handle whose tag checks; false otherwise, with no
 // log line. Every export but init and uninit goes through here.

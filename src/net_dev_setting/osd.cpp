@@ -13,13 +13,7 @@
 namespace qz::nds {
 namespace {
 
-constexpr uint8_t kOsdMain = 168;
-constexpr uint8_t kChannelNameSub = 138;
-constexpr uint8_t kRestoreSub = 140;
-constexpr uint8_t kNoSub = 0;
-// Sub command of each OSD item id. Item 8 is set with its name only.
-constexpr std::array<uint8_t, kOsdItemCount> kOsdItemSub{128, 129, 130,    131, 132, 135,
-                                                         136, 137, kNoSub, 133, 134, 141};
+using wire::osd::kItemSub;
 // The channel name buffer the caller hands to qz_nds_osd_get_channel_info.
 constexpr std::size_t kChannelNameBuffer = 256;
 
@@ -48,11 +42,11 @@ void copy_item(const OsdItem &item, uint8_t *display, uint8_t *attribute, uint16
 }  // namespace
 
 bool NetDevSetting::set_osd_item(int id, const OsdItem &item) {
-  if (id < 0 || id >= kOsdItemCount || kOsdItemSub[id] == kNoSub) return false;
+  if (id < 0 || id >= kOsdItemCount || kItemSub[id] == wire::osd::kNoItemSub) return false;
   std::vector<uint8_t> payload;
   wire::Writer writer(payload);
   write_item(writer, item);
-  if (!send_payload(kOsdMain, kOsdItemSub[id], payload, kWaitMs)) {
+  if (!send_payload(wire::kMainOsd, kItemSub[id], payload, kWaitMs)) {
     return false;
   }
   std::lock_guard guard(cache_lock);
@@ -70,7 +64,7 @@ bool NetDevSetting::set_channel_name(uint8_t name_length, const char *name, cons
   wire::Writer writer(payload);
   write_item(writer, item);
   writer.u8(count).text_field(std::string_view(name != nullptr ? name : "", available), count);
-  if (!send_payload(kOsdMain, kChannelNameSub, payload, kWaitMs)) {
+  if (!send_payload(wire::kMainOsd, wire::osd::kChannelName, payload, kWaitMs)) {
     return false;
   }
   // The session keeps the whole name, whatever part of it was sent.
@@ -81,7 +75,7 @@ bool NetDevSetting::set_channel_name(uint8_t name_length, const char *name, cons
 }
 
 bool NetDevSetting::osd_restore_config() {
-  return send_cmd(kOsdMain, kRestoreSub, 0, nullptr, kWaitMs);
+  return send_cmd(wire::kMainOsd, wire::osd::kRestore, 0, nullptr, kWaitMs);
 }
 
 }  // namespace qz::nds

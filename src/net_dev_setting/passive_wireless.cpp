@@ -51,9 +51,9 @@ bool parse_domain(NetDevSetting &session, const wire::FrameView &frame) {
 // answered with its own sub command counts as failed.
 bool on_response_passive_wireless(NetDevSetting &session, const wire::FrameView &frame) {
   switch (frame.header.sub) {
-    case 131:
+    case wire::passive_wireless::kGetPowerStatus:
       return parse_power_status(session, frame);
-    case 133:
+    case wire::passive_wireless::kGetDomain:
       return parse_domain(session, frame);
     default:
       return false;
@@ -73,7 +73,7 @@ bool NetDevSetting::set_passive_wireless_power_status(const uint32_t *status1, c
   if (status1 == nullptr || status2 == nullptr || status3 == nullptr) return false;
   std::vector<uint8_t> payload = passive_wireless_request();
   wire::Writer(payload).u32(*status1).u32(*status2).u32(*status3);
-  return send_payload(49, 130, payload, kWaitMs);
+  return send_payload(wire::kMainPassiveWireless, wire::passive_wireless::kSetPowerStatus, payload, kWaitMs);
 }
 
 bool NetDevSetting::get_passive_wireless_power_status(uint32_t *status1, uint32_t *status2,
@@ -86,7 +86,9 @@ bool NetDevSetting::get_passive_wireless_power_status(uint32_t *status1, uint32_
     s3 = cache.passive_wireless_power_status3;
   };
   const std::vector<uint8_t> payload = passive_wireless_request();
-  if (!send_payload(49, 131, payload, kWaitMs, copy)) return false;
+  if (!send_payload(wire::kMainPassiveWireless, wire::passive_wireless::kGetPowerStatus, payload, kWaitMs,
+                    copy))
+    return false;
   *status1 = s1;
   *status2 = s2;
   *status3 = s3;
@@ -97,7 +99,7 @@ bool NetDevSetting::set_passive_wireless_domain(const char *domain, uint32_t val
   if (domain == nullptr) return false;
   std::vector<uint8_t> payload = passive_wireless_request();
   wire::Writer(payload).lp_text(domain).u32(value);
-  return send_payload(49, 132, payload, kWaitMs);
+  return send_payload(wire::kMainPassiveWireless, wire::passive_wireless::kSetDomain, payload, kWaitMs);
 }
 
 bool NetDevSetting::get_passive_wireless_domain(char *domain, uint32_t *value) {
@@ -111,7 +113,8 @@ bool NetDevSetting::get_passive_wireless_domain(char *domain, uint32_t *value) {
     answered_value = cache.passive_wireless_domain_value;
   };
   const std::vector<uint8_t> payload = passive_wireless_request();
-  if (!send_payload(49, 133, payload, kWaitMs, copy)) return false;
+  if (!send_payload(wire::kMainPassiveWireless, wire::passive_wireless::kGetDomain, payload, kWaitMs, copy))
+    return false;
   // A domain that does not fit the caller's buffer is refused whole.
   if (length > kDomainBuffer) return false;
   std::memcpy(domain, text, kDomainBuffer);

@@ -1,70 +1,54 @@
 // The device's hardware watchdog: whether it runs, whether its disable
 // function is on, and the disable time. Setters send one byte and remember
 // nothing; getters ask the device every time.
-#include "net_dev_setting.h"
-#include "qz_net_dev_setting.h"
+#include "setting_rows.h"
 
 namespace qz::nds {
 namespace {
 
+namespace setting = wire::setting;
+using C = DeviceStateCache;
+
 // The answers are stored as received; the two states are reported as 0/1.
-using AnswerByte = NetDevSetting::AnswerByte;
-constexpr NetDevSetting::ByteQuery kWatchdog{169, &DeviceStateCache::hardware_watchdog, AnswerByte::raw,
-                                             AnswerByte::flag};
-constexpr NetDevSetting::ByteQuery kWatchdogDisable{171, &DeviceStateCache::hardware_watchdog_disable,
-                                                    AnswerByte::raw, AnswerByte::flag};
-constexpr NetDevSetting::ByteQuery kWatchdogDisableTime{
-    173, &DeviceStateCache::hardware_watchdog_disable_time, AnswerByte::raw, AnswerByte::raw};
-
-constexpr uint8_t kSetWatchdog = 168;
-constexpr uint8_t kSetWatchdogDisable = 170;
-constexpr uint8_t kSetWatchdogDisableTime = 172;
-
-constexpr SettingParserEntry kEntries[] = {
-    {kWatchdog.sub, NetDevSetting::parse_answer_byte<kWatchdog>},
-    {kWatchdogDisable.sub, NetDevSetting::parse_answer_byte<kWatchdogDisable>},
-    {kWatchdogDisableTime.sub, NetDevSetting::parse_answer_byte<kWatchdogDisableTime>},
-};
+// clang-format off
+constexpr ByteSetting kWatchdog{.set_sub = setting::kSetHardwareWatchdog, .query_sub = setting::kGetHardwareWatchdog, .field = &C::hardware_watchdog, .reported = ByteForm::flag};
+constexpr ByteSetting kWatchdogDisable{.set_sub = setting::kSetHardwareWatchdogDisable, .query_sub = setting::kGetHardwareWatchdogDisable, .field = &C::hardware_watchdog_disable, .reported = ByteForm::flag};
+constexpr ByteSetting kWatchdogDisableTime{.set_sub = setting::kSetHardwareWatchdogDisableTime, .query_sub = setting::kGetHardwareWatchdogDisableTime, .field = &C::hardware_watchdog_disable_time};
+// clang-format on
+constexpr ByteSetting kRows[] = {kWatchdog, kWatchdogDisable, kWatchdogDisableTime};
 
 }  // namespace
 
-// Parsers of this family's main 169 answers, by sub command.
-const std::span<const SettingParserEntry> kWatchdogSettingParsers{kEntries};
+const SettingFamily kWatchdogSettings{kRows, {}, {}};
 
 }  // namespace qz::nds
 
-using qz::nds::NetDevSetting;
-using qz::nds::with_session;
+using qz::nds::get_byte;
+using qz::nds::set_byte;
 
 extern "C" QZ_NDS_API bool qz_nds_enable_hardware_watchdog(qz_nds_handle handle) {
-  return with_session(handle, [](NetDevSetting &s) { return s.send_setting_byte(qz::nds::kSetWatchdog, 1); });
+  return set_byte(handle, qz::nds::kWatchdog, 1, __func__);
 }
 extern "C" QZ_NDS_API bool qz_nds_disable_hardware_watchdog(qz_nds_handle handle) {
-  return with_session(handle, [](NetDevSetting &s) { return s.send_setting_byte(qz::nds::kSetWatchdog, 0); });
+  return set_byte(handle, qz::nds::kWatchdog, 0, __func__);
 }
 extern "C" QZ_NDS_API bool qz_nds_is_enable_hardware_watchdog(qz_nds_handle handle, uint8_t *enabled) {
-  return with_session(handle,
-                      [&](NetDevSetting &s) { return s.query_setting_byte(qz::nds::kWatchdog, enabled); });
+  return get_byte(handle, qz::nds::kWatchdog, enabled);
 }
 
 extern "C" QZ_NDS_API bool qz_nds_enable_hardware_watchdog_disable(qz_nds_handle handle) {
-  return with_session(handle,
-                      [](NetDevSetting &s) { return s.send_setting_byte(qz::nds::kSetWatchdogDisable, 1); });
+  return set_byte(handle, qz::nds::kWatchdogDisable, 1, __func__);
 }
 extern "C" QZ_NDS_API bool qz_nds_disable_hardware_watchdog_disable(qz_nds_handle handle) {
-  return with_session(handle,
-                      [](NetDevSetting &s) { return s.send_setting_byte(qz::nds::kSetWatchdogDisable, 0); });
+  return set_byte(handle, qz::nds::kWatchdogDisable, 0, __func__);
 }
 extern "C" QZ_NDS_API bool qz_nds_isenable_hardware_watchdog_disable(qz_nds_handle handle, uint8_t *enabled) {
-  return with_session(
-      handle, [&](NetDevSetting &s) { return s.query_setting_byte(qz::nds::kWatchdogDisable, enabled); });
+  return get_byte(handle, qz::nds::kWatchdogDisable, enabled);
 }
 
 extern "C" QZ_NDS_API bool qz_nds_set_hardware_watchdog_disable_time(qz_nds_handle handle, uint8_t time) {
-  return with_session(
-      handle, [&](NetDevSetting &s) { return s.send_setting_byte(qz::nds::kSetWatchdogDisableTime, time); });
+  return set_byte(handle, qz::nds::kWatchdogDisableTime, time, __func__);
 }
 extern "C" QZ_NDS_API bool qz_nds_get_hardware_watchdog_disable_time(qz_nds_handle handle, uint8_t *time) {
-  return with_session(
-      handle, [&](NetDevSetting &s) { return s.query_setting_byte(qz::nds::kWatchdogDisableTime, time); });
+  return get_byte(handle, qz::nds::kWatchdogDisableTime, time);
 }

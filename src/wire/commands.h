@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace qz::wire {
@@ -39,11 +40,14 @@ namespace osd {  // main 168
 inline constexpr uint8_t kChannelName = 138;
 inline constexpr uint8_t kCenterRectangle = 139;
 inline constexpr uint8_t kRestore = 140;
-// The sub command of each OSD item id; item 8 (the channel name) is set
-// through kChannelName only.
+// The OSD items, by id; the channel-name item is set through kChannelName
+// only, every other item through its own sub command.
+inline constexpr std::size_t kItemCount = 12;
+inline constexpr std::size_t kChannelNameItem = 8;
 inline constexpr uint8_t kNoItemSub = 0;
-inline constexpr std::array<uint8_t, 12> kItemSub{128, 129, 130,        131, 132, 135,
-                                                  136, 137, kNoItemSub, 133, 134, 141};
+inline constexpr std::array<uint8_t, kItemCount> kItemSub{128, 129, 130,        131, 132, 135,
+                                                          136, 137, kNoItemSub, 133, 134, 141};
+static_assert(kItemSub[kChannelNameItem] == kNoItemSub);
 }  // namespace osd
 
 namespace keep_alive {  // main 173

@@ -65,13 +65,6 @@ bool Reader::u32(uint32_t &out) {
   return true;
 }
 
-bool Reader::i32(int32_t &out) {
-  uint32_t v = 0;
-  if (!u32(v)) return false;
-  out = static_cast<int32_t>(v);
-  return true;
-}
-
 bool Reader::skip(std::size_t n) {
   if (!has(n)) return false;
   pos_ += n;

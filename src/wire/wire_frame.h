@@ -123,7 +123,6 @@ class Reader {
   bool u8(uint8_t &out);
   bool u16(uint16_t &out);
   bool u32(uint32_t &out);
-  bool i32(int32_t &out);
   bool skip(std::size_t n);
   // Points `out` at the next n bytes and advances past them.
   bool bytes(std::size_t n, const uint8_t *&out);

@@ -4,6 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <string>
+#include <tuple>
+#include <utility>
+
 #include "fake_net.h"
 #include "log_capture.h"
 #include "net_dev_setting.h"
@@ -25,7 +30,42 @@ class SessionTest : public ::testing::Test {
   }
 
   nds::NetDevSetting &session() { return *nds::NetDevSetting::from_handle(handle); }
-  nds::DeviceStateCache &cache() { return session().cache; }
+
+  // Values as the getters report them; each getter is expected to succeed.
+  uint8_t read(bool (*get)(qz_nds_handle, uint8_t *)) {
+    uint8_t value = 0xEE;
+    EXPECT_TRUE(get(handle, &value));
+    return value;
+  }
+  uint32_t read(bool (*get)(qz_nds_handle, uint32_t *)) {
+    uint32_t value = 0xEEEEEEEE;
+    EXPECT_TRUE(get(handle, &value));
+    return value;
+  }
+  // The IP settings' flag and texts, each text up to its 15 bytes.
+  using IpInfo = std::pair<uint8_t, std::array<std::string, 5>>;
+  IpInfo ip_info() {
+    std::array<std::array<char, 16>, 5> b{};
+    IpInfo info{0xEE, {}};
+    EXPECT_TRUE(qz_nds_get_ip_info(handle, &info.first, b[0].data(), b[1].data(), b[2].data(), b[3].data(),
+                                   b[4].data()));
+    for (std::size_t i = 0; i < b.size(); ++i) info.second[i] = b[i].data();
+    return info;
+  }
+  // One OSD item as (display, attribute, value1, value2).
+  using Osd = std::tuple<int, int, int, int>;
+  Osd osd_item(int32_t id) {
+    uint8_t display = 0xEE, attribute = 0xEE;
+    uint16_t value1 = 0xEEEE, value2 = 0xEEEE;
+    EXPECT_TRUE(qz_nds_get_osd_setting(handle, id, &display, &attribute, &value1, &value2));
+    return {display, attribute, value1, value2};
+  }
+  // The channel name up to its first NUL.
+  std::string channel_name() {
+    char name[257] = {};
+    EXPECT_TRUE(qz_nds_osd_get_channel_info(handle, name, nullptr, nullptr, nullptr, nullptr));
+    return name;
+  }
 
   // Answers every request with `payload` and response code `code`.
   void answer_all(const Bytes &payload = {}, uint8_t code = 0) {

@@ -78,7 +78,7 @@ TEST_F(OsdTest, RefusedSetKeepsTheItemAndTheName) {
   EXPECT_TRUE(log.contains(kLogError, "qz_nds_set_osd_setting", "set osd = 3 config failed"));
   EXPECT_FALSE(qz_nds_osd_set_channel_name(handle, 3, "new", 0, 0, 0, 0));
   EXPECT_TRUE(log.contains(kLogError, "qz_nds_osd_set_channel_name", "set channel name failed"));
-  EXPECT_EQ(cache().channel_name, "old");
+  EXPECT_EQ(channel_name(), "old");
   EXPECT_EQ(item(8), (Item{1, 1, 1, 1}));
 }
 

@@ -26,9 +26,10 @@ class IpSettingsTest : public SessionTest {
     return qz_nds_get_ip_info(handle, &flag, buffers[0].data(), buffers[1].data(), buffers[2].data(),
                               buffers[3].data(), buffers[4].data());
   }
-  Texts cached_texts() {
-    const nds::DeviceStateCache &c = cache();
-    return {c.ip_info_text1, c.ip_info_text2, c.ip_info_text3, c.ip_info_text4, c.ip_info_text5};
+  // What the session holds: with the query refused, the getter hands it out.
+  IpInfo cached() {
+    answer_all({}, 1);
+    return ip_info();
   }
 };
 
@@ -39,20 +40,19 @@ TEST_F(IpSettingsTest, SetSendsTheSlotsOnlyWithAFlagAndCachesTheFlagAsPassed) {
   EXPECT_EQ(view_request(last_sent()).header.main, 169);
   EXPECT_EQ(view_request(last_sent()).header.sub, 138);
   EXPECT_EQ(last_payload(), Bytes(76, 0));
-  EXPECT_EQ(cache().ip_info_flag, 0);
-  EXPECT_EQ(cached_texts(), (Texts{"10.0.0.2", "255.0.0.0", "10.0.0.1", "1.1.1.1", "9.9.9.9"}));
+  EXPECT_EQ(cached(), (IpInfo{0, {"10.0.0.2", "255.0.0.0", "10.0.0.1", "1.1.1.1", "9.9.9.9"}}));
 
   const std::string long_text = "0123456789abcdefghij";  // 20 bytes
   const std::string exact = "123.123.123.123";           // 15 bytes
+  answer_all();
   ASSERT_TRUE(qz_nds_set_ip_info(handle, 2, "10.0.0.2", nullptr, long_text.c_str(), exact.c_str(), ""));
   EXPECT_EQ(last_payload(), ip_block(1, {"10.0.0.2", "", long_text.substr(0, 15), exact, ""}));
-  EXPECT_EQ(cache().ip_info_flag, 2);
-  // Whole texts are kept; the null one leaves its member alone.
-  EXPECT_EQ(cached_texts(), (Texts{"10.0.0.2", "255.0.0.0", long_text, exact, ""}));
+  // The null text leaves its member alone.
+  const IpInfo kept{2, {"10.0.0.2", "255.0.0.0", long_text.substr(0, 15), exact, ""}};
+  EXPECT_EQ(cached(), kept);
 
   TextBuffers out;
   for (auto &b : out) b.fill('\xEE');
-  answer_all({}, 1);  // the query fails: the cache answers
   uint8_t flag = 0;
   ASSERT_TRUE(get_ip(flag, out));
   EXPECT_EQ(flag, 2);
@@ -66,8 +66,7 @@ TEST_F(IpSettingsTest, SetSendsTheSlotsOnlyWithAFlagAndCachesTheFlagAsPassed) {
   EXPECT_FALSE(qz_nds_set_ip_info(handle, 1, "x", "x", "x", "x", "x"));
   EXPECT_EQ(log.lines().back().function, "qz_nds_set_ip_info");
   EXPECT_EQ(log.lines().back().message, "set ip info failed");
-  EXPECT_EQ(cache().ip_info_flag, 2);
-  EXPECT_EQ(cached_texts(), (Texts{"10.0.0.2", "255.0.0.0", long_text, exact, ""}));
+  EXPECT_EQ(cached(), kept);
 }
 
 // The answered flag is stored as 1 exactly when it is 1.
@@ -75,15 +74,11 @@ TEST_F(IpSettingsTest, QueryAnswerIsParsedAndHandedOut) {
   const Texts sent = {"192.168.0.9", "255.255.0.0", "192.168.0.1", "abcdefghijklmno", ""};
   for (uint8_t answered : {1, 2}) {
     answer_all(ip_block(answered, sent));
-    TextBuffers out{};
-    uint8_t flag = 7;
-    ASSERT_TRUE(get_ip(flag, out));
+    const IpInfo answer{answered == 1 ? 1 : 0, sent};
+    EXPECT_EQ(ip_info(), answer);
     EXPECT_EQ(view_request(last_sent()).header.sub, 139);
     EXPECT_TRUE(last_payload().empty());
-    EXPECT_EQ(flag, answered == 1 ? 1 : 0);
-    EXPECT_EQ(cache().ip_info_flag, flag);
-    for (int i = 0; i < 5; ++i) EXPECT_STREQ(out[i].data(), sent[i].c_str());
-    EXPECT_EQ(cached_texts(), sent);
+    EXPECT_EQ(cached(), answer);
   }
 }
 
@@ -96,13 +91,7 @@ TEST_F(IpSettingsTest, ShortAnswersAreRefusedWholeAndTheCacheAnswers) {
     ASSERT_TRUE(qz_nds_set_ip_info(handle, 0, "old1", "old2", "old3", "old4", "old5"));
     answer_all(Bytes(full.begin(), full.begin() + length));
     log.clear();
-    TextBuffers out{};
-    uint8_t flag = 9;
-    ASSERT_TRUE(get_ip(flag, out));
-    EXPECT_EQ(flag, 0);
-    EXPECT_STREQ(out[0].data(), "old1");
-    EXPECT_STREQ(out[4].data(), "old5");
-    EXPECT_EQ(cached_texts(), (Texts{"old1", "old2", "old3", "old4", "old5"}));
+    EXPECT_EQ(ip_info(), (IpInfo{0, {"old1", "old2", "old3", "old4", "old5"}}));
     EXPECT_TRUE(log.contains(nds::kLogError, "on_response_setting",
                              "cmd [169,139]'s response is " + std::to_string(76 - length) + " bytes short"));
   }

@@ -1,5 +1,5 @@
-// The machine configuration record: parsing into the cache, the getters that
-// answer from it, refusal of short records, and what a disconnect resets.
+// The machine configuration record: what its getters answer after a record,
+// refusal of short records, and what a disconnect resets.
 #include <array>
 #include <cstring>
 #include <sstream>
@@ -12,7 +12,7 @@
 namespace qz::test {
 namespace {
 
-using nds::DeviceStateCache;
+using ByteGetter = bool (*)(qz_nds_handle, uint8_t *);
 
 const std::string kSerial32 = "SN0123456789ABCDEFGHIJKLMNOPQRST";
 
@@ -48,29 +48,27 @@ MachineRecord distinct_record() {
   return m;
 }
 
-// Every member a record fills, in one comparable text.
-std::string describe(nds::NetDevSetting &s) {
-  const DeviceStateCache &c = s.cache;
-  std::ostringstream o;
-  for (const std::string *t :
-       {&c.machine_text1, &c.machine_text2, &c.machine_text3, &c.device_sn, &c.ip_info_text1,
-        &c.ip_info_text2, &c.ip_info_text3, &c.ip_info_text4, &c.ip_info_text5, &c.channel_name})
-    o << *t << '|';
-  for (const nds::OsdItem &i : c.osd_items)
-    o << +i.display << ',' << +i.attribute << ',' << i.value1 << ',' << i.value2 << ';';
-  for (int v :
-       {+s.machine_value1, +s.machine_value2, +c.hdmi_enabled, +c.onvif_enabled, +c.rotate180_enabled,
-        +c.center_rectangle_displayed, +c.ip_info_flag, c.default_palette, +c.ps_link_count, +c.ad_link_count,
-        +c.visual_link_count, +c.ptz_link_count, +c.framerate, c.len_adjust_method, +c.len_pos_enabled,
-        +c.detect_sun_enabled, +c.radar_enabled, +c.auto_change_meas_enabled, +c.auto_focus_enabled})
-    o << v << ',';
-  return o.str();
+bool get_ip_flag(qz_nds_handle h, uint8_t *flag) {
+  return qz_nds_get_ip_info(h, flag, nullptr, nullptr, nullptr, nullptr, nullptr);
 }
+
+// What a disconnect resets, and the feature flags it keeps.
+// clang-format off
+const ByteGetter kConnectionBound[] = {
+    qz_nds_is_enabled_hdmi, qz_nds_is_enabled_onvif, qz_nds_is_enabled_rotate180,
+    qz_nds_is_display_center_rectangle, get_ip_flag, qz_nds_get_ps_link_count, qz_nds_get_ad_link_count,
+    qz_nds_get_visual_link_count, qz_nds_get_ptz_link_count, qz_nds_get_framerate, qz_nds_is_enabled_len_pos,
+    qz_nds_is_enabled_detect_sun};
+const ByteGetter kKeptFlags[] = {qz_nds_is_enabled_radar, qz_nds_is_enabled_auto_change_meas, qz_nds_is_enabled_auto_focus};
+// clang-format on
 
 class MachineRecordTest : public SessionTest {
  protected:
+  // Answers the record request with `payload` under `sub`, and refuses
+  // every other request.
   void device_answers(Bytes payload, uint8_t sub = 130) {
     net.set_responder([payload, sub](const wire::FrameView &request) {
+      if (request.header.main != 174) return std::vector<Bytes>{response_to(request, {}, 1)};
       return std::vector<Bytes>{
           wire::make_frame(wire::kPackageResponse, 174, sub, 0, request.header.seq, payload)};
     });
@@ -79,28 +77,38 @@ class MachineRecordTest : public SessionTest {
     device_answers(m.bytes());
     ASSERT_TRUE(qz_nds_get_machine_config_info(handle));
   }
+  // Every value a record fills, as the getters report it (the IP settings
+  // from the session, as the device refuses their query), in one text.
+  std::string describe() {
+    std::ostringstream o;
+    uint16_t v1 = 0, v2 = 0;
+    char texts[4][33] = {};
+    EXPECT_TRUE(qz_nds_get_machine_info(handle, &v1, &v2, texts[0], texts[1], texts[2], texts[3]));
+    for (const char *t : texts) o << t << '|';
+    for (const std::string &t : ip_info().second) o << t << '|';
+    o << channel_name() << '|' << v1 << ',' << v2 << ',' << read(qz_nds_get_default_palette) << ','
+      << read(qz_nds_get_len_adjust_method) << ',';
+    for (ByteGetter get : kConnectionBound) o << +read(get) << ',';
+    for (ByteGetter get : kKeptFlags) o << +read(get) << ',';
+    for (int id = 0; id < 12; ++id) {
+      auto [display, attribute, value1, value2] = osd_item(id);
+      o << display << ',' << attribute << ',' << value1 << ',' << value2 << ';';
+    }
+    return o.str();
+  }
 };
 
 TEST_F(MachineRecordTest, DistinctRecordFillsEveryMemberAndGetterUntilADisconnect) {
   load(distinct_record());
   EXPECT_EQ(net.sent().back(),
             wire::make_frame(wire::kPackageRequest, 174, 130, wire::kRequestMarker, 1, {}));
-  const DeviceStateCache &c = cache();
-  EXPECT_EQ(c.ad_link_count, 3);
-  EXPECT_EQ(c.ps_link_count, 4);
-  EXPECT_EQ(c.visual_link_count, 5);
-  EXPECT_EQ(c.ptz_link_count, 6);
-  EXPECT_EQ(c.framerate, 25);
-  EXPECT_EQ(c.channel_name, "gate-cam");
-  for (int id = 0; id < 12; ++id) {
-    const nds::OsdItem &i = c.osd_items[id];
-    EXPECT_EQ(std::tuple(+i.display, +i.attribute, +i.value1, +i.value2),
-              std::tuple(id % 2, 0x40 + id, 0x1000 + id, 0x2000 + id));
-  }
-  EXPECT_EQ(c.ip_info_flag, 1);
-  EXPECT_EQ((std::array{c.ip_info_text1, c.ip_info_text2, c.ip_info_text3, c.ip_info_text4, c.ip_info_text5}),
-            (std::array<std::string, 5>{"192.168.1.10", "255.255.255.0", "192.168.1.1", "8.8.8.8",
-                                        "123456789012345"}));
+  const ByteGetter counts[] = {qz_nds_get_ad_link_count, qz_nds_get_ps_link_count,
+                               qz_nds_get_visual_link_count, qz_nds_get_ptz_link_count, qz_nds_get_framerate};
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(read(counts[i]), (std::array{3, 4, 5, 6, 25}[i]));
+  EXPECT_EQ(channel_name(), "gate-cam");
+  for (int id = 0; id < 12; ++id) EXPECT_EQ(osd_item(id), Osd(id % 2, 0x40 + id, 0x1000 + id, 0x2000 + id));
+  EXPECT_EQ(ip_info(),
+            (IpInfo{1, {"192.168.1.10", "255.255.255.0", "192.168.1.1", "8.8.8.8", "123456789012345"}}));
 
   uint16_t v1 = 0, v2 = 0;
   char sn[40], t1[32], t2[32], t3[32];
@@ -123,23 +131,18 @@ TEST_F(MachineRecordTest, DistinctRecordFillsEveryMemberAndGetterUntilADisconnec
 
   // A disconnect resets only the connection-bound members.
   ASSERT_TRUE(qz_nds_disconnect(handle));
-  EXPECT_EQ(session().machine_value1, 0);
-  EXPECT_EQ(session().machine_value2, 0);
-  for (uint8_t v : {c.hdmi_enabled, c.onvif_enabled, c.rotate180_enabled, c.center_rectangle_displayed,
-                    c.ip_info_flag, c.ps_link_count, c.ad_link_count, c.visual_link_count, c.ptz_link_count,
-                    c.framerate, c.len_pos_enabled, c.detect_sun_enabled})
-    EXPECT_EQ(v, 0);
-  EXPECT_EQ(c.default_palette, 0);
-  EXPECT_EQ(c.len_adjust_method, -1);
+  ASSERT_TRUE(qz_nds_get_machine_info(handle, &v1, &v2, sn, t1, t2, t3));
+  EXPECT_EQ(std::tie(v1, v2), std::tuple(0, 0));
+  for (ByteGetter get : kConnectionBound) EXPECT_EQ(read(get), 0);
+  EXPECT_EQ(read(qz_nds_get_default_palette), 0u);
+  EXPECT_EQ(read(qz_nds_get_len_adjust_method), 0xFFFFFFFFu);
   // Kept: texts, OSD items and the last three feature flags.
-  EXPECT_EQ(c.machine_text1, "ident-one");
-  EXPECT_EQ(c.device_sn, kSerial32);
-  EXPECT_EQ(c.ip_info_text1, "192.168.1.10");
-  EXPECT_EQ(c.channel_name, "gate-cam");
-  EXPECT_EQ(c.osd_items[4].value1, 0x1004);
-  EXPECT_EQ(c.radar_enabled, 1);
-  EXPECT_EQ(c.auto_change_meas_enabled, 1);
-  EXPECT_EQ(c.auto_focus_enabled, 1);
+  EXPECT_STREQ(t1, "ident-one");
+  EXPECT_EQ(std::string(sn, 32), kSerial32);
+  EXPECT_EQ(ip_info().second[0], "192.168.1.10");
+  EXPECT_EQ(channel_name(), "gate-cam");
+  EXPECT_EQ(std::get<2>(osd_item(4)), 0x1004);
+  for (ByteGetter get : kKeptFlags) EXPECT_EQ(read(get), 1);
 }
 
 // Raw bytes at the record's offsets, independent of the builder's order:
@@ -153,14 +156,9 @@ TEST_F(MachineRecordTest, OsdItemsComeFromTheirOffsets) {
   }
   device_answers(b);
   ASSERT_TRUE(qz_nds_get_machine_config_info(handle));
-  for (auto [id, at] : kItemAt) {
-    SCOPED_TRACE(id);
-    const nds::OsdItem &i = cache().osd_items[id];
-    // display byte 2 is not set
-    EXPECT_EQ(std::tuple(+i.display, +i.attribute, +i.value1, +i.value2),
-              std::tuple(id == 8 ? 0 : 1, 0x40 + id, 0x100 + id, 0x200 + id));
-  }
-  EXPECT_EQ(cache().channel_name, "");
+  for (auto [id, at] : kItemAt)  // display byte 2 is not set
+    EXPECT_EQ(osd_item(id), Osd(id == 8 ? 0 : 1, 0x40 + id, 0x100 + id, 0x200 + id)) << id;
+  EXPECT_EQ(channel_name(), "");
 }
 
 // The name stops at a NUL, and item 11 follows all L bytes; trailing bytes
@@ -177,9 +175,8 @@ TEST_F(MachineRecordTest, ChannelNameAndTheItemAfterIt) {
     b.insert(b.end(), 10, 0x5A);
     device_answers(b);
     ASSERT_TRUE(qz_nds_get_machine_config_info(handle));
-    EXPECT_EQ(cache().channel_name, kept);
-    EXPECT_EQ(cache().osd_items[11].attribute, 0x77);
-    EXPECT_EQ(cache().osd_items[11].value2, sent.size());
+    EXPECT_EQ(channel_name(), kept);
+    EXPECT_EQ(osd_item(11), Osd(1, 0x77, 0x1111, static_cast<int>(sent.size())));
   }
 }
 
@@ -193,35 +190,38 @@ TEST_F(MachineRecordTest, LensMethodAndPaletteAreSignExtended) {
     m.len_adjust_method = byte;
     m.default_palette = byte;
     load(m);
-    EXPECT_EQ(cache().len_adjust_method, value);
-    EXPECT_EQ(cache().default_palette, value);
-    EXPECT_EQ(cache().device_sn, "");
-    EXPECT_EQ(cache().ip_info_text5, "");
-    EXPECT_EQ(cache().osd_items[7].value1, 0);
+    EXPECT_EQ(read(qz_nds_get_len_adjust_method), static_cast<uint32_t>(value));
+    EXPECT_EQ(read(qz_nds_get_default_palette), static_cast<uint32_t>(value));
+    char sn[4];
+    uint32_t len = 99;
+    EXPECT_TRUE(qz_nds_get_sn(handle, sn, &len));
+    EXPECT_EQ(len, 0u);
+    EXPECT_EQ(ip_info().second[4], "");
+    EXPECT_EQ(std::get<2>(osd_item(7)), 0);
   }
 }
 
 struct FlagField {
   const char *name;
   uint8_t MachineRecord::*wire;
-  uint8_t DeviceStateCache::*member;
+  ByteGetter get;
 };
 
 const FlagField kFlags[] = {
-    {"ip_flag", &MachineRecord::ip_flag, &DeviceStateCache::ip_info_flag},
-    {"detect_sun", &MachineRecord::detect_sun, &DeviceStateCache::detect_sun_enabled},
-    {"len_pos", &MachineRecord::len_pos, &DeviceStateCache::len_pos_enabled},
-    {"rotate180", &MachineRecord::rotate180, &DeviceStateCache::rotate180_enabled},
-    {"hdmi", &MachineRecord::hdmi, &DeviceStateCache::hdmi_enabled},
-    {"onvif", &MachineRecord::onvif, &DeviceStateCache::onvif_enabled},
-    {"radar", &MachineRecord::radar, &DeviceStateCache::radar_enabled},
-    {"auto_change_meas", &MachineRecord::auto_change_meas, &DeviceStateCache::auto_change_meas_enabled},
-    {"auto_focus", &MachineRecord::auto_focus, &DeviceStateCache::auto_focus_enabled},
-    {"center_rectangle", &MachineRecord::center_rectangle, &DeviceStateCache::center_rectangle_displayed},
+    {"ip_flag", &MachineRecord::ip_flag, get_ip_flag},
+    {"detect_sun", &MachineRecord::detect_sun, qz_nds_is_enabled_detect_sun},
+    {"len_pos", &MachineRecord::len_pos, qz_nds_is_enabled_len_pos},
+    {"rotate180", &MachineRecord::rotate180, qz_nds_is_enabled_rotate180},
+    {"hdmi", &MachineRecord::hdmi, qz_nds_is_enabled_hdmi},
+    {"onvif", &MachineRecord::onvif, qz_nds_is_enabled_onvif},
+    {"radar", &MachineRecord::radar, qz_nds_is_enabled_radar},
+    {"auto_change_meas", &MachineRecord::auto_change_meas, qz_nds_is_enabled_auto_change_meas},
+    {"auto_focus", &MachineRecord::auto_focus, qz_nds_is_enabled_auto_focus},
+    {"center_rectangle", &MachineRecord::center_rectangle, qz_nds_is_display_center_rectangle},
 };
 
-// Each flag on its own: only the byte 1 sets it, and it lands in its own
-// member and no other.
+// Each flag on its own: only the byte 1 sets it, and it shows in its own
+// getter and no other.
 TEST_F(MachineRecordTest, FlagsAreSetOnlyByTheByteOne) {
   for (const FlagField &flag : kFlags) {
     for (uint8_t byte : {uint8_t{1}, uint8_t{2}, uint8_t{0xFF}, uint8_t{0}}) {
@@ -231,7 +231,7 @@ TEST_F(MachineRecordTest, FlagsAreSetOnlyByTheByteOne) {
       load(m);
       for (const FlagField &other : kFlags) {
         const uint8_t expected = (&other == &flag && byte == 1) ? 1 : 0;
-        EXPECT_EQ(cache().*other.member, expected) << other.name;
+        EXPECT_EQ(read(other.get), expected) << other.name;
       }
     }
   }
@@ -241,7 +241,7 @@ TEST_F(MachineRecordTest, FlagsAreSetOnlyByTheByteOne) {
 // refused before anything is stored, with a single line from the handler.
 TEST_F(MachineRecordTest, TruncatedRecordsAreRefusedWhole) {
   load(distinct_record());
-  const std::string before = describe(session());
+  const std::string before = describe();
   MachineRecord other;
   other.text1 = "other";
   other.serial = "other-serial";
@@ -253,7 +253,7 @@ TEST_F(MachineRecordTest, TruncatedRecordsAreRefusedWhole) {
     log.clear();
     device_answers(Bytes(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(length)));
     EXPECT_FALSE(qz_nds_get_machine_config_info(handle));
-    EXPECT_EQ(describe(session()), before);
+    EXPECT_EQ(describe(), before);
     std::size_t lines = 0;
     for (const LogLine &line : log.lines())
       lines += line.function == "NetDevSetting::on_response_machine_status";
@@ -267,7 +267,7 @@ TEST_F(MachineRecordTest, TruncatedRecordsAreRefusedWhole) {
   EXPECT_FALSE(qz_nds_get_machine_config_info(handle));
   device_answers(full, 131);
   EXPECT_FALSE(qz_nds_get_machine_config_info(handle));
-  EXPECT_EQ(describe(session()), before);
+  EXPECT_EQ(describe(), before);
 }
 
 TEST_F(MachineRecordTest, NewSessionAnswersWithConstructionValues) {

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 
+#include "machine_record.h"
 #include "session_fixture.h"
 
 namespace qz::test {
@@ -18,8 +19,8 @@ Bytes status_answer(uint32_t s1, uint32_t s2, uint32_t s3) {
 using PassiveWirelessTest = SessionTest;
 
 // Requests open with the serial key: empty before any record, then the
-// cached serial number. The device confirms a write with a read's answer; an
-// answer under the write's own sub is a refusal, and the cache stays as it was.
+// record's serial number. The device confirms a write with a read's answer;
+// an answer under the write's own sub is a refusal.
 TEST_F(PassiveWirelessTest, RequestsCarryTheKeyAndWritesAreConfirmedByAReadAnswer) {
   answer_all(status_answer(1, 2, 3));
   uint32_t a = 0, b = 0, c = 0;
@@ -28,10 +29,12 @@ TEST_F(PassiveWirelessTest, RequestsCarryTheKeyAndWritesAreConfirmedByAReadAnswe
   EXPECT_EQ(last_payload(), Bytes(4, 0));
   EXPECT_EQ(c, 3u);
 
-  const std::string serial = "SERIAL-0123456789ABC";
-  cache().device_sn = serial;
-  cache().passive_wireless_power_status1 = 11;
-  cache().passive_wireless_domain = "kept";
+  MachineRecord record;
+  record.serial = "SERIAL-0123456789ABC";
+  answer_all(record.bytes());
+  ASSERT_TRUE(qz_nds_get_machine_config_info(handle));
+  const std::string &serial = record.serial;
+  answer_all();
   const uint32_t s1 = 0x01020304, s2 = 0xA0B0C0D0, s3 = 7;
   EXPECT_FALSE(qz_nds_set_passive_wireless_power_status(handle, &s1, &s2, &s3));
   EXPECT_EQ(view_request(last_sent()).header.sub, 130);
@@ -44,8 +47,6 @@ TEST_F(PassiveWirelessTest, RequestsCarryTheKeyAndWritesAreConfirmedByAReadAnswe
   expected = lp_text(serial);
   wire::Writer(expected).lp_text("abc").u32(7);
   EXPECT_EQ(last_payload(), expected);
-  EXPECT_EQ(cache().passive_wireless_power_status1, 11u);
-  EXPECT_EQ(cache().passive_wireless_domain, "kept");
 
   net.set_responder([](const wire::FrameView &request) {
     return std::vector<Bytes>{
@@ -56,11 +57,11 @@ TEST_F(PassiveWirelessTest, RequestsCarryTheKeyAndWritesAreConfirmedByAReadAnswe
 }
 
 // The domain is copied into the caller's 128-byte buffer, zero-filled; one
-// that does not fit fails the read and writes nothing (the cache keeps it).
+// that does not fit fails the read and writes nothing.
 TEST_F(PassiveWirelessTest, DomainReadFitsThe128ByteBuffer) {
   const std::pair<std::string, bool> cases[] = {
       {"lab.example", true},          {"", true},
-      {std::string("a\0b", 3), true},  // a NUL inside stays in the cache
+      {std::string("a\0b", 3), true},  // a NUL inside is copied too
       {std::string(128, 'd'), true},  {std::string(129, 'd'), false},
   };
   for (const auto &[domain, ok] : cases) {
@@ -73,8 +74,6 @@ TEST_F(PassiveWirelessTest, DomainReadFitsThe128ByteBuffer) {
     uint32_t value = 1;
     EXPECT_EQ(qz_nds_get_passive_wireless_domain(handle, buffer.data(), &value), ok);
     EXPECT_EQ(view_request(last_sent()).header.sub, 133);
-    EXPECT_EQ(cache().passive_wireless_domain, domain);
-    EXPECT_EQ(cache().passive_wireless_domain_value, 42u);
     if (ok) {
       Bytes expected(128, 0);
       std::memcpy(expected.data(), domain.data(), domain.size());
@@ -103,9 +102,6 @@ TEST_F(PassiveWirelessTest, ShortAnswersAreRefusedWhole) {
       {133, {0, 0, 0, 2, 'a', 'b', 0, 0}, 2},  // value cut short
       {133, {0, 0, 0, 0}, 4},                  // no value at all
   };
-  cache().passive_wireless_power_status2 = 22;
-  cache().passive_wireless_domain = "old";
-  cache().passive_wireless_domain_value = 33;
   for (const Case &c : cases) {
     SCOPED_TRACE(std::to_string(c.sub) + "/" + std::to_string(c.payload.size()));
     answer_all(c.payload);
@@ -117,9 +113,6 @@ TEST_F(PassiveWirelessTest, ShortAnswersAreRefusedWhole) {
     EXPECT_FALSE(ok);
     EXPECT_EQ(a, 1u);
     EXPECT_EQ(buffer[0], 0);
-    EXPECT_EQ(cache().passive_wireless_power_status2, 22u);
-    EXPECT_EQ(cache().passive_wireless_domain, "old");
-    EXPECT_EQ(cache().passive_wireless_domain_value, 33u);
     const std::string message =
         "cmd [49," + std::to_string(c.sub) + "]'s response is " + std::to_string(c.missing) + " bytes short";
     EXPECT_TRUE(log.contains(nds::kLogError, "NetDevSetting::on_response_passive_wireless", message));

@@ -1,9 +1,12 @@
 #include "device_commands.h"
 
+#include <algorithm>
 #include <iterator>
 #include <optional>
 #include <string>
 
+#include "commands.h"
+#include "machine_record_layout.h"
 #include "wire_frame.h"
 
 namespace qz::sim {
@@ -12,6 +15,17 @@ namespace {
 
 using wire::Reader;
 using wire::Writer;
+namespace account = wire::account;
+namespace osd = wire::osd;
+namespace passive_wireless = wire::passive_wireless;
+namespace setting = wire::setting;
+// The device keeps no more than its configuration record carries.
+static_assert(kOsdItemCount == osd::kItemCount);
+static_assert(kIdentityTextMax == wire::machine_record::kIdentityTextWidth &&
+              kSerialNumberMax == wire::machine_record::kSerialWidth &&
+              kIpTextCount == wire::machine_record::kIpTextCount &&
+              kIpTextMax == wire::machine_record::kIpTextWidth &&
+              kChannelNameMax == wire::machine_record::kMaxNameLength);
 
 Reply ok(std::vector<uint8_t> payload = {}) {
   return Reply{kCodeOk, std::move(payload), false, std::nullopt};
@@ -23,107 +37,80 @@ Reply unsupported() {
   return Reply{kCodeUnsupported, {}, false, std::nullopt};
 }
 
-// A one-byte setting of main 169 (or 168) set with its own sub command and
-// accepted within [min, max].
+// A one-byte setting of main 169: set with its own sub command and accepted
+// within [min, max]; queried, if at all, with another sub and answered with
+// the stored byte. The others show in the machine record only.
+constexpr uint8_t kNoQuery = 0;
 struct ByteSetting {
-  uint8_t sub;
+  uint8_t set_sub;
+  uint8_t query_sub;
   uint8_t DeviceState::*field;
   uint8_t min;
   uint8_t max;
 };
 
-constexpr ByteSetting kSettingSetters[] = {
-    {128, &DeviceState::hdmi_enabled, 0, 1},
-    {129, &DeviceState::onvif_enabled, 0, 1},
-    {130, &DeviceState::len_pos_enabled, 0, 1},
-    {131, &DeviceState::detect_sun_enabled, 0, 1},
-    {132, &DeviceState::rotate180_enabled, 0, 1},
-    {133, &DeviceState::ps_link_count, 0, kLinkCountMax},
-    {134, &DeviceState::ad_link_count, 0, kLinkCountMax},
-    {135, &DeviceState::default_palette, 0, kPaletteMax},
-    {140, &DeviceState::len_adjust_method, 0, kLensMethodMax},
-    {141, &DeviceState::visual_link_count, 0, kLinkCountMax},
-    {142, &DeviceState::ptz_link_count, 0, kLinkCountMax},
-    {144, &DeviceState::radar_enabled, 0, 1},
-    {145, &DeviceState::auto_change_meas_enabled, 0, 1},
-    {146, &DeviceState::auto_focus_enabled, 0, 1},
-    {147, &DeviceState::framerate, kFramerateMin, kFramerateMax},
-    {154, &DeviceState::mqtt_work, 0, 1},
-    {164, &DeviceState::visual_zoom_control_flag, 0, 255},
-    {166, &DeviceState::disable_temperature_correct_status, 0, 255},
-    {168, &DeviceState::hardware_watchdog, 0, 1},
-    {170, &DeviceState::hardware_watchdog_disable, 0, 1},
-    {172, &DeviceState::hardware_watchdog_disable_time, 0, 255},
-    {174, &DeviceState::visual_gotopreset_when_start, 0, 255},
-    {178, &DeviceState::hikvision_linkage, 0, 1},
-    {180, &DeviceState::vision_maxtemperature, 0, 1},
-    {182, &DeviceState::all_temperature_network_byte_order, 0, 1},
-    {184, &DeviceState::pg_support, 0, 1},
+constexpr ByteSetting kByteSettings[] = {
+    {setting::kHdmi, kNoQuery, &DeviceState::hdmi_enabled, 0, 1},
+    {setting::kOnvif, kNoQuery, &DeviceState::onvif_enabled, 0, 1},
+    {setting::kLenPos, kNoQuery, &DeviceState::len_pos_enabled, 0, 1},
+    {setting::kDetectSun, kNoQuery, &DeviceState::detect_sun_enabled, 0, 1},
+    {setting::kRotate180, kNoQuery, &DeviceState::rotate180_enabled, 0, 1},
+    {setting::kPsLinkCount, kNoQuery, &DeviceState::ps_link_count, 0, kLinkCountMax},
+    {setting::kAdLinkCount, kNoQuery, &DeviceState::ad_link_count, 0, kLinkCountMax},
+    {setting::kDefaultPalette, kNoQuery, &DeviceState::default_palette, 0, kPaletteMax},
+    {setting::kLenAdjustMethod, kNoQuery, &DeviceState::len_adjust_method, 0, kLensMethodMax},
+    {setting::kVisualLinkCount, kNoQuery, &DeviceState::visual_link_count, 0, kLinkCountMax},
+    {setting::kPtzLinkCount, kNoQuery, &DeviceState::ptz_link_count, 0, kLinkCountMax},
+    {setting::kRadar, kNoQuery, &DeviceState::radar_enabled, 0, 1},
+    {setting::kAutoChangeMeas, kNoQuery, &DeviceState::auto_change_meas_enabled, 0, 1},
+    {setting::kAutoFocus, kNoQuery, &DeviceState::auto_focus_enabled, 0, 1},
+    {setting::kFramerate, kNoQuery, &DeviceState::framerate, kFramerateMin, kFramerateMax},
+    {setting::kSetMqttWork, setting::kGetMqttWork, &DeviceState::mqtt_work, 0, 1},
+    {setting::kSetZoomControl, setting::kGetZoomControl, &DeviceState::visual_zoom_control_flag, 0, 255},
+    {setting::kSetDisableTemperatureCorrect, setting::kGetDisableTemperatureCorrect,
+     &DeviceState::disable_temperature_correct_status, 0, 255},
+    {setting::kSetHardwareWatchdog, setting::kGetHardwareWatchdog, &DeviceState::hardware_watchdog, 0, 1},
+    {setting::kSetHardwareWatchdogDisable, setting::kGetHardwareWatchdogDisable,
+     &DeviceState::hardware_watchdog_disable, 0, 1},
+    {setting::kSetHardwareWatchdogDisableTime, setting::kGetHardwareWatchdogDisableTime,
+     &DeviceState::hardware_watchdog_disable_time, 0, 255},
+    {setting::kSetGotoPreset, setting::kGetGotoPreset, &DeviceState::visual_gotopreset_when_start, 0, 255},
+    {setting::kSetHikvisionLinkage, setting::kGetHikvisionLinkage, &DeviceState::hikvision_linkage, 0, 1},
+    {setting::kSetVisionMaxTemperature, setting::kGetVisionMaxTemperature,
+     &DeviceState::vision_maxtemperature, 0, 1},
+    {setting::kSetAllTemperatureNetworkByteOrder, setting::kGetAllTemperatureNetworkByteOrder,
+     &DeviceState::all_temperature_network_byte_order, 0, 1},
+    {setting::kSetPgSupport, setting::kGetPgSupport, &DeviceState::pg_support, 0, 1},
 };
 
-// One-byte queries of main 169, answered with the stored byte.
-struct ByteQuery {
-  uint8_t sub;
-  uint8_t DeviceState::*field;
-};
-
-constexpr ByteQuery kSettingQueries[] = {
-    {155, &DeviceState::mqtt_work},
-    {165, &DeviceState::visual_zoom_control_flag},
-    {167, &DeviceState::disable_temperature_correct_status},
-    {169, &DeviceState::hardware_watchdog},
-    {171, &DeviceState::hardware_watchdog_disable},
-    {173, &DeviceState::hardware_watchdog_disable_time},
-    {175, &DeviceState::visual_gotopreset_when_start},
-    {179, &DeviceState::hikvision_linkage},
-    {181, &DeviceState::vision_maxtemperature},
-    {183, &DeviceState::all_temperature_network_byte_order},
-    {185, &DeviceState::pg_support},
-};
-
-// Length-prefixed texts of main 169: set on `sub`, queried on `sub + 1`.
+// Length-prefixed texts of main 169, each with its set and query sub.
 struct TextSetting {
-  uint8_t sub;
+  uint8_t set_sub;
+  uint8_t query_sub;
   std::string DeviceState::*field;
 };
 
 constexpr TextSetting kSettingTexts[] = {
-    {148, &DeviceState::visual_ip}, {150, &DeviceState::visual_user}, {152, &DeviceState::visual_passwd},
-    {156, &DeviceState::mqtt_ip},   {160, &DeviceState::mqtt_user},   {162, &DeviceState::mqtt_passwd},
+    {setting::kSetVisualIp, setting::kGetVisualIp, &DeviceState::visual_ip},
+    {setting::kSetVisualUser, setting::kGetVisualUser, &DeviceState::visual_user},
+    {setting::kSetVisualPasswd, setting::kGetVisualPasswd, &DeviceState::visual_passwd},
+    {setting::kSetMqttIp, setting::kGetMqttIp, &DeviceState::mqtt_ip},
+    {setting::kSetMqttUser, setting::kGetMqttUser, &DeviceState::mqtt_user},
+    {setting::kSetMqttPasswd, setting::kGetMqttPasswd, &DeviceState::mqtt_passwd},
 };
 
 // OSD item id of each item sub command of main 168.
 std::optional<std::size_t> osd_item_of_sub(uint8_t sub) {
-  switch (sub) {
-    case 128:
-    case 129:
-    case 130:
-    case 131:
-    case 132:
-      return sub - 128u;
-    case 133:
-      return 9;
-    case 134:
-      return 10;
-    case 135:
-    case 136:
-    case 137:
-      return sub - 130u;
-    case 141:
-      return 11;
-    default:
-      return std::nullopt;
-  }
+  if (sub == osd::kNoItemSub) return std::nullopt;
+  const auto it = std::find(osd::kItemSub.begin(), osd::kItemSub.end(), sub);
+  if (it == osd::kItemSub.end()) return std::nullopt;
+  return static_cast<std::size_t>(it - osd::kItemSub.begin());
 }
 
 // A whole payload that is exactly one length-prefixed text of at most `max`.
 bool read_only_text(const uint8_t *p, std::size_t n, std::size_t max, std::string &out) {
   Reader r(p, n);
   return r.lp_text(out) && r.remaining() == 0 && out.size() <= max;
-}
-
-void write_osd_item(Writer &w, const OsdItem &item) {
-  w.u8(item.display).u8(item.attribute).u16(item.value1).u16(item.value2);
 }
 
 bool read_osd_item(Reader &r, OsdItem &item, bool strict) {
@@ -212,25 +199,25 @@ Reply get_gb28181(const DeviceState &s) {
 }
 
 Reply handle_setting(DeviceState &s, uint8_t sub, const uint8_t *p, std::size_t n, bool strict) {
-  for (const auto &setter : kSettingSetters) {
-    if (setter.sub != sub) continue;
-    if (n != 1 || (strict && (p[0] < setter.min || p[0] > setter.max))) return bad_payload();
-    s.*setter.field = p[0];
-    return ok();
-  }
-  for (const auto &query : kSettingQueries) {
-    if (query.sub != sub) continue;
-    if (n != 0) return bad_payload();
-    return ok({s.*query.field});
+  for (const auto &setting : kByteSettings) {
+    if (setting.set_sub == sub) {
+      if (n != 1 || (strict && (p[0] < setting.min || p[0] > setting.max))) return bad_payload();
+      s.*setting.field = p[0];
+      return ok();
+    }
+    if (setting.query_sub == sub) {
+      if (n != 0) return bad_payload();
+      return ok({s.*setting.field});
+    }
   }
   for (const auto &text : kSettingTexts) {
-    if (text.sub == sub) {
+    if (text.set_sub == sub) {
       std::string value;
       if (!read_only_text(p, n, kLinkTextMax, value)) return bad_payload();
       s.*text.field = std::move(value);
       return ok();
     }
-    if (text.sub + 1 == sub) {
+    if (text.query_sub == sub) {
       if (n != 0) return bad_payload();
       std::vector<uint8_t> out;
       Writer(out).lp_text(s.*text.field);
@@ -238,31 +225,33 @@ Reply handle_setting(DeviceState &s, uint8_t sub, const uint8_t *p, std::size_t 
     }
   }
   switch (sub) {
-    case 136:
+    case setting::kSystemTime:
       if (n != kSystemTimeSize) return bad_payload();
       std::copy(p, p + n, s.system_time.begin());
       return ok();
-    case 138:
+    case setting::kSetIpInfo:
       return set_ip_info(s, p, n, strict);
-    case 143:
+    case setting::kVisualSn:
       return set_visual_sn(s, p, n);
-    case 158:
+    case setting::kSetMqttPort:
       return set_mqtt_port(s, p, n, strict);
-    case 176:
+    case setting::kSet28181Para:
       return set_gb28181(s, p, n, strict);
     default:
       break;
   }
-  if (n != 0 && (sub == 139 || sub == 159 || sub == 177)) return bad_payload();
+  const bool query =
+      sub == setting::kGetIpInfo || sub == setting::kGetMqttPort || sub == setting::kGet28181Para;
+  if (query && n != 0) return bad_payload();
   switch (sub) {
-    case 139:
+    case setting::kGetIpInfo:
       return get_ip_info(s);
-    case 159: {
+    case setting::kGetMqttPort: {
       std::vector<uint8_t> out;
       Writer(out).u32(s.mqtt_port);
       return ok(std::move(out));
     }
-    case 177:
+    case setting::kGet28181Para:
       return get_gb28181(s);
     default:
       return unsupported();
@@ -276,7 +265,7 @@ Reply set_channel_name(DeviceState &s, const uint8_t *p, std::size_t n, bool str
   const uint8_t *name = nullptr;
   if (!read_osd_item(r, item, strict) || !r.u8(len) || !r.bytes(len, name) || r.remaining() != 0)
     return bad_payload();
-  s.osd_items[8] = item;
+  s.osd_items[osd::kChannelNameItem] = item;
   s.channel_name.assign(reinterpret_cast<const char *>(name), len);
   return ok();
 }
@@ -290,13 +279,13 @@ Reply handle_osd(DeviceState &s, uint8_t sub, const uint8_t *p, std::size_t n, b
     return ok();
   }
   switch (sub) {
-    case 138:
+    case osd::kChannelName:
       return set_channel_name(s, p, n, strict);
-    case 139:
+    case osd::kCenterRectangle:
       if (n != 1 || (strict && p[0] > 1)) return bad_payload();
       s.center_rectangle_displayed = p[0];
       return ok();
-    case 140: {
+    case osd::kRestore: {
       if (n != 0) return bad_payload();
       const DeviceState factory;
       s.osd_items = factory.osd_items;
@@ -314,11 +303,11 @@ bool read_serial_key(const DeviceState &s, Reader &r) {
   return r.lp_text(key) && key == s.device_sn;
 }
 
-// The answer of a passive wireless read (sub 131: power status, 133: domain).
+// The answer of a passive wireless read (power status or domain).
 Reply handle_passive_wireless_read(const DeviceState &s, uint8_t sub) {
   std::vector<uint8_t> out;
   Writer w(out);
-  if (sub == 131) {
+  if (sub == passive_wireless::kGetPowerStatus) {
     w.u32(s.passive_wireless_power_status1).u32(s.passive_wireless_power_status2);
     w.u32(s.passive_wireless_power_status3);
   } else {
@@ -334,22 +323,23 @@ Reply confirmed_by(Reply read_answer, uint8_t read_sub) {
 }
 
 Reply handle_passive_wireless(DeviceState &s, uint8_t sub, const uint8_t *p, std::size_t n) {
-  if (sub < 130 || sub > 133) return unsupported();
+  if (sub < passive_wireless::kSetPowerStatus || sub > passive_wireless::kGetDomain) return unsupported();
   Reader r(p, n);
   if (!read_serial_key(s, r)) return bad_payload();
   switch (sub) {
-    case 130: {
+    case passive_wireless::kSetPowerStatus: {
       uint32_t a = 0, b = 0, c = 0;
       if (!r.u32(a) || !r.u32(b) || !r.u32(c) || r.remaining() != 0) return bad_payload();
       s.passive_wireless_power_status1 = a;
       s.passive_wireless_power_status2 = b;
       s.passive_wireless_power_status3 = c;
-      return confirmed_by(handle_passive_wireless_read(s, 131), 131);
+      return confirmed_by(handle_passive_wireless_read(s, passive_wireless::kGetPowerStatus),
+                          passive_wireless::kGetPowerStatus);
     }
-    case 131:
+    case passive_wireless::kGetPowerStatus:
       if (r.remaining() != 0) return bad_payload();
-      return handle_passive_wireless_read(s, 131);
-    case 132: {
+      return handle_passive_wireless_read(s, sub);
+    case passive_wireless::kSetDomain: {
       std::string domain;
       uint32_t value = 0;
       if (!r.lp_text(domain) || !r.u32(value) || r.remaining() != 0 || domain.size() > kDomainMax) {
@@ -357,11 +347,12 @@ Reply handle_passive_wireless(DeviceState &s, uint8_t sub, const uint8_t *p, std
       }
       s.passive_wireless_domain = std::move(domain);
       s.passive_wireless_domain_value = value;
-      return confirmed_by(handle_passive_wireless_read(s, 133), 133);
+      return confirmed_by(handle_passive_wireless_read(s, passive_wireless::kGetDomain),
+                          passive_wireless::kGetDomain);
     }
-    default:  // 133
+    default:  // kGetDomain
       if (r.remaining() != 0) return bad_payload();
-      return handle_passive_wireless_read(s, 133);
+      return handle_passive_wireless_read(s, sub);
   }
 }
 
@@ -374,12 +365,12 @@ Reply handle_account_read(const DeviceState &s) {
 }
 
 Reply handle_account(DeviceState &s, uint8_t sub, const uint8_t *p, std::size_t n) {
-  if (sub == 128) {
+  if (sub == account::kWrite) {
     if (n > kAccountInfoMax) return bad_payload();
     s.account_info.assign(p, p + n);
-    return confirmed_by(handle_account_read(s), 129);
+    return confirmed_by(handle_account_read(s), account::kRead);
   }
-  if (sub == 129) {
+  if (sub == account::kRead) {
     if (n != 0) return bad_payload();
     return handle_account_read(s);
   }
@@ -398,23 +389,23 @@ Reply handle_bare(uint8_t sub, uint8_t expected_sub, std::size_t n) {
 Reply handle_request(DeviceState &state, uint8_t main, uint8_t sub, const uint8_t *payload, std::size_t size,
                      bool strict) {
   switch (main) {
-    case kMainAccount:
+    case wire::kMainAccount:
       return handle_account(state, sub, payload, size);
-    case kMainPassiveWireless:
+    case wire::kMainPassiveWireless:
       return handle_passive_wireless(state, sub, payload, size);
-    case kMainControl: {
-      Reply reply = handle_bare(sub, kSubReboot, size);
+    case wire::kMainControl: {
+      Reply reply = handle_bare(sub, wire::control::kReboot, size);
       reply.reboot = reply.code == kCodeOk;
       return reply;
     }
-    case kMainOsd:
+    case wire::kMainOsd:
       return handle_osd(state, sub, payload, size, strict);
-    case kMainSetting:
+    case wire::kMainSetting:
       return handle_setting(state, sub, payload, size, strict);
-    case kMainKeepAlive:
-      return handle_bare(sub, kSubKeepAlive, size);
-    case kMainMachineStatus: {
-      Reply reply = handle_bare(sub, kSubMachineConfig, size);
+    case wire::kMainKeepAlive:
+      return handle_bare(sub, wire::keep_alive::kKeepAlive, size);
+    case wire::kMainMachineStatus: {
+      Reply reply = handle_bare(sub, wire::machine::kConfig, size);
       if (reply.code == kCodeOk) reply.payload = build_machine_record(state);
       return reply;
     }
@@ -424,33 +415,7 @@ Reply handle_request(DeviceState &state, uint8_t main, uint8_t sub, const uint8_
 }
 
 std::vector<uint8_t> build_machine_record(const DeviceState &s) {
-  std::vector<uint8_t> out;
-  out.reserve(267 + kChannelNameMax);
-  Writer w(out);
-  w.u8(0);  // record version, unused
-  w.text_field(s.machine_text1, kIdentityTextMax);
-  w.text_field(s.machine_text2, kIdentityTextMax);
-  w.text_field(s.machine_text3, kIdentityTextMax);
-  w.text_field(s.device_sn, kSerialNumberMax);
-  w.u32(0);  // reserved
-  w.u16(s.machine_value1).u16(s.machine_value2);
-  w.u32(0).u32(0);  // reserved
-  w.u8(s.ad_link_count).u8(s.ps_link_count);
-  w.u8(s.ip_info_flag);
-  for (const auto &text : s.ip_info_texts) w.text_field(text, kIpTextMax);
-  w.u8(s.detect_sun_enabled).u8(s.len_adjust_method).u8(s.len_pos_enabled).u8(s.rotate180_enabled);
-  w.u8(s.default_palette).u8(s.hdmi_enabled).u8(s.onvif_enabled);
-  w.u8(s.visual_link_count).u8(s.ptz_link_count);
-  w.u8(s.radar_enabled).u8(s.auto_change_meas_enabled).u8(s.auto_focus_enabled);
-  w.u8(s.framerate);
-  w.u32(0).u8(0);  // reserved
-  w.u8(s.center_rectangle_displayed);
-  for (std::size_t id : {5, 6, 7, 0, 1, 2, 3, 4, 9, 10, 8}) write_osd_item(w, s.osd_items[id]);
-  const std::size_t name_len =
-      s.channel_name.size() < kChannelNameMax ? s.channel_name.size() : kChannelNameMax;
-  w.u8(static_cast<uint8_t>(name_len)).bytes(s.channel_name.data(), name_len);
-  write_osd_item(w, s.osd_items[11]);
-  return out;
+  return wire::machine_record::write(s);
 }
 
 }  // namespace qz::sim

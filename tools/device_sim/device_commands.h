@@ -29,18 +29,6 @@ inline constexpr uint8_t kFramerateMin = 1;
 inline constexpr uint8_t kFramerateMax = 60;
 inline constexpr uint8_t kLensMethodMax = 3;
 
-// Command codes the device serves.
-inline constexpr uint8_t kMainAccount = 48;
-inline constexpr uint8_t kMainPassiveWireless = 49;
-inline constexpr uint8_t kMainControl = 164;
-inline constexpr uint8_t kSubReboot = 142;
-inline constexpr uint8_t kMainOsd = 168;
-inline constexpr uint8_t kMainSetting = 169;
-inline constexpr uint8_t kMainKeepAlive = 173;
-inline constexpr uint8_t kSubKeepAlive = 128;
-inline constexpr uint8_t kMainMachineStatus = 174;
-inline constexpr uint8_t kSubMachineConfig = 130;
-
 struct Reply {
   uint8_t code = kCodeOk;
   std::vector<uint8_t> payload;

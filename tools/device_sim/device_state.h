@@ -129,6 +129,73 @@ struct DeviceState {
   static std::array<OsdItem, kOsdItemCount> default_osd_items();
 };
 
+// The one list of persisted fields and their JSON keys, walked by the state
+// file's reader and writer alike: a new field is listed here, next to its
+// member.
+template <class Visitor>
+void visit_fields(DeviceState &s, Visitor &v) {
+  v.text("machine_text1", s.machine_text1, kIdentityTextMax);
+  v.text("machine_text2", s.machine_text2, kIdentityTextMax);
+  v.text("machine_text3", s.machine_text3, kIdentityTextMax);
+  v.text("device_sn", s.device_sn, kSerialNumberMax);
+  v.number("machine_value1", s.machine_value1);
+  v.number("machine_value2", s.machine_value2);
+  v.number("ip_info_flag", s.ip_info_flag);
+  v.texts("ip_info_texts", s.ip_info_texts, kIpTextMax);
+  v.number("hdmi_enabled", s.hdmi_enabled);
+  v.number("onvif_enabled", s.onvif_enabled);
+  v.number("len_pos_enabled", s.len_pos_enabled);
+  v.number("detect_sun_enabled", s.detect_sun_enabled);
+  v.number("rotate180_enabled", s.rotate180_enabled);
+  v.number("radar_enabled", s.radar_enabled);
+  v.number("auto_change_meas_enabled", s.auto_change_meas_enabled);
+  v.number("auto_focus_enabled", s.auto_focus_enabled);
+  v.number("center_rectangle_displayed", s.center_rectangle_displayed);
+  v.number("ps_link_count", s.ps_link_count);
+  v.number("ad_link_count", s.ad_link_count);
+  v.number("visual_link_count", s.visual_link_count);
+  v.number("ptz_link_count", s.ptz_link_count);
+  v.number("default_palette", s.default_palette);
+  v.number("framerate", s.framerate);
+  v.number("len_adjust_method", s.len_adjust_method);
+  v.block("system_time", s.system_time);
+  v.osd_items("osd_items", s.osd_items);
+  v.text("channel_name", s.channel_name, kChannelNameMax);
+  v.text("visual_ip", s.visual_ip, kLinkTextMax);
+  v.text("visual_user", s.visual_user, kLinkTextMax);
+  v.text("visual_passwd", s.visual_passwd, kLinkTextMax);
+  v.number("visual_support", s.visual_support);
+  v.number("visual_same_ip", s.visual_same_ip);
+  v.text("visual_sn", s.visual_sn, kVisualSnMax);
+  v.number("visual_zoom_control_flag", s.visual_zoom_control_flag);
+  v.number("visual_gotopreset_when_start", s.visual_gotopreset_when_start);
+  v.number("mqtt_work", s.mqtt_work);
+  v.text("mqtt_ip", s.mqtt_ip, kLinkTextMax);
+  v.number("mqtt_port", s.mqtt_port);
+  v.text("mqtt_user", s.mqtt_user, kLinkTextMax);
+  v.text("mqtt_passwd", s.mqtt_passwd, kLinkTextMax);
+  v.number("gb28181_enable", s.gb28181_enable);
+  v.text("gb28181_text1", s.gb28181_text1, kGb28181TextMax);
+  v.number("gb28181_port", s.gb28181_port);
+  v.text("gb28181_text2", s.gb28181_text2, kGb28181TextMax);
+  v.text("gb28181_text3", s.gb28181_text3, kGb28181TextMax);
+  v.text("gb28181_text4", s.gb28181_text4, kGb28181TextMax);
+  v.number("hardware_watchdog", s.hardware_watchdog);
+  v.number("hardware_watchdog_disable", s.hardware_watchdog_disable);
+  v.number("hardware_watchdog_disable_time", s.hardware_watchdog_disable_time);
+  v.number("disable_temperature_correct_status", s.disable_temperature_correct_status);
+  v.number("vision_maxtemperature", s.vision_maxtemperature);
+  v.number("all_temperature_network_byte_order", s.all_temperature_network_byte_order);
+  v.number("hikvision_linkage", s.hikvision_linkage);
+  v.number("pg_support", s.pg_support);
+  v.bytes("account_info", s.account_info, kAccountInfoMax);
+  v.number("passive_wireless_power_status1", s.passive_wireless_power_status1);
+  v.number("passive_wireless_power_status2", s.passive_wireless_power_status2);
+  v.number("passive_wireless_power_status3", s.passive_wireless_power_status3);
+  v.text("passive_wireless_domain", s.passive_wireless_domain, kDomainMax);
+  v.number("passive_wireless_domain_value", s.passive_wireless_domain_value);
+}
+
 // JSON form of a state. Texts are JSON strings when they are valid UTF-8 and
 // {"hex": "..."} otherwise, so any byte string survives a round trip; byte
 // blocks (account info, system time) are hex strings.
