@@ -22,13 +22,6 @@ inline constexpr uint8_t kCodeOk = 0;
 inline constexpr uint8_t kCodeUnsupported = 1;
 inline constexpr uint8_t kCodeBadPayload = 2;
 
-// Ranges the device accepts for its numeric settings (inclusive).
-inline constexpr uint8_t kLinkCountMax = 16;
-inline constexpr uint8_t kPaletteMax = 15;
-inline constexpr uint8_t kFramerateMin = 1;
-inline constexpr uint8_t kFramerateMax = 60;
-inline constexpr uint8_t kLensMethodMax = 3;
-
 struct Reply {
   uint8_t code = kCodeOk;
   std::vector<uint8_t> payload;

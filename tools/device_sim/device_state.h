@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "commands.h"
+
 namespace qz::sim {
 
 // Longest texts the device keeps; a set request with a longer text is refused.
@@ -127,6 +129,81 @@ struct DeviceState {
   bool operator==(const DeviceState &) const = default;
 
   static std::array<OsdItem, kOsdItemCount> default_osd_items();
+};
+
+// Ranges the device accepts for its numeric settings (inclusive).
+inline constexpr uint8_t kLinkCountMax = 16;
+inline constexpr uint8_t kPaletteMax = 15;
+inline constexpr uint8_t kFramerateMin = 1;
+inline constexpr uint8_t kFramerateMax = 60;
+inline constexpr uint8_t kLensMethodMax = 3;
+
+namespace setting = wire::setting;
+
+// How the device serves its simple settings, next to the members they
+// change: a new setting of one byte or one text is a member above, a line in
+// visit_fields below and a row here.
+
+// A one-byte setting of main 169: set with its own sub command and accepted
+// within [min, max]; queried, if at all, with another sub and answered with
+// the stored byte. The others show in the machine record only.
+constexpr uint8_t kNoQuery = 0;
+struct ByteSetting {
+  uint8_t set_sub;
+  uint8_t query_sub;
+  uint8_t DeviceState::*field;
+  uint8_t min;
+  uint8_t max;
+};
+
+constexpr ByteSetting kByteSettings[] = {
+    {setting::kHdmi, kNoQuery, &DeviceState::hdmi_enabled, 0, 1},
+    {setting::kOnvif, kNoQuery, &DeviceState::onvif_enabled, 0, 1},
+    {setting::kLenPos, kNoQuery, &DeviceState::len_pos_enabled, 0, 1},
+    {setting::kDetectSun, kNoQuery, &DeviceState::detect_sun_enabled, 0, 1},
+    {setting::kRotate180, kNoQuery, &DeviceState::rotate180_enabled, 0, 1},
+    {setting::kPsLinkCount, kNoQuery, &DeviceState::ps_link_count, 0, kLinkCountMax},
+    {setting::kAdLinkCount, kNoQuery, &DeviceState::ad_link_count, 0, kLinkCountMax},
+    {setting::kDefaultPalette, kNoQuery, &DeviceState::default_palette, 0, kPaletteMax},
+    {setting::kLenAdjustMethod, kNoQuery, &DeviceState::len_adjust_method, 0, kLensMethodMax},
+    {setting::kVisualLinkCount, kNoQuery, &DeviceState::visual_link_count, 0, kLinkCountMax},
+    {setting::kPtzLinkCount, kNoQuery, &DeviceState::ptz_link_count, 0, kLinkCountMax},
+    {setting::kRadar, kNoQuery, &DeviceState::radar_enabled, 0, 1},
+    {setting::kAutoChangeMeas, kNoQuery, &DeviceState::auto_change_meas_enabled, 0, 1},
+    {setting::kAutoFocus, kNoQuery, &DeviceState::auto_focus_enabled, 0, 1},
+    {setting::kFramerate, kNoQuery, &DeviceState::framerate, kFramerateMin, kFramerateMax},
+    {setting::kSetMqttWork, setting::kGetMqttWork, &DeviceState::mqtt_work, 0, 1},
+    {setting::kSetZoomControl, setting::kGetZoomControl, &DeviceState::visual_zoom_control_flag, 0, 255},
+    {setting::kSetDisableTemperatureCorrect, setting::kGetDisableTemperatureCorrect,
+     &DeviceState::disable_temperature_correct_status, 0, 255},
+    {setting::kSetHardwareWatchdog, setting::kGetHardwareWatchdog, &DeviceState::hardware_watchdog, 0, 1},
+    {setting::kSetHardwareWatchdogDisable, setting::kGetHardwareWatchdogDisable,
+     &DeviceState::hardware_watchdog_disable, 0, 1},
+    {setting::kSetHardwareWatchdogDisableTime, setting::kGetHardwareWatchdogDisableTime,
+     &DeviceState::hardware_watchdog_disable_time, 0, 255},
+    {setting::kSetGotoPreset, setting::kGetGotoPreset, &DeviceState::visual_gotopreset_when_start, 0, 255},
+    {setting::kSetHikvisionLinkage, setting::kGetHikvisionLinkage, &DeviceState::hikvision_linkage, 0, 1},
+    {setting::kSetVisionMaxTemperature, setting::kGetVisionMaxTemperature,
+     &DeviceState::vision_maxtemperature, 0, 1},
+    {setting::kSetAllTemperatureNetworkByteOrder, setting::kGetAllTemperatureNetworkByteOrder,
+     &DeviceState::all_temperature_network_byte_order, 0, 1},
+    {setting::kSetPgSupport, setting::kGetPgSupport, &DeviceState::pg_support, 0, 1},
+};
+
+// Length-prefixed texts of main 169, each with its set and query sub.
+struct TextSetting {
+  uint8_t set_sub;
+  uint8_t query_sub;
+  std::string DeviceState::*field;
+};
+
+constexpr TextSetting kSettingTexts[] = {
+    {setting::kSetVisualIp, setting::kGetVisualIp, &DeviceState::visual_ip},
+    {setting::kSetVisualUser, setting::kGetVisualUser, &DeviceState::visual_user},
+    {setting::kSetVisualPasswd, setting::kGetVisualPasswd, &DeviceState::visual_passwd},
+    {setting::kSetMqttIp, setting::kGetMqttIp, &DeviceState::mqtt_ip},
+    {setting::kSetMqttUser, setting::kGetMqttUser, &DeviceState::mqtt_user},
+    {setting::kSetMqttPasswd, setting::kGetMqttPasswd, &DeviceState::mqtt_passwd},
 };
 
 // The one list of persisted fields and their JSON keys, walked by the state
