@@ -121,12 +121,7 @@ bool deliver_batch(Client &client, const wire::FrameHeader &request) {
 
 // True while the session still waits for an answer to `seq`.
 bool still_waiting(Client &client, uint32_t seq) {
-  auto &session = *static_cast<nds::NetDevSetting *>(client.user);
-  session.table_lock.lock();
-  auto it = session.pending.find(seq);
-  const bool waiting = it != session.pending.end() && it->second->status == nds::kStatusPending;
-  session.table_lock.unlock();
-  return waiting;
+  return static_cast<nds::NetDevSetting *>(client.user)->waits_for(seq);
 }
 
 void answer_request(Client &client, const wire::FrameHeader &request) {

@@ -10,7 +10,7 @@ namespace qz::nds {
 // Runs under cache_lock. Only the read answer (sub 129) is accepted; the
 // answer is a 4-byte count n and n bytes, and a count that runs past the
 // payload is refused before anything is allocated.
-bool on_response_account(NetDevSetting &session, const wire::FrameView &frame) {
+bool on_response_account(DeviceStateCache &cache, const wire::FrameView &frame) {
   if (frame.header.sub != wire::account::kRead) return false;
   wire::Reader r(frame.payload, frame.payload_size);
   uint32_t n = 0;
@@ -18,8 +18,8 @@ bool on_response_account(NetDevSetting &session, const wire::FrameView &frame) {
   if (!r.u32(n)) return refuse_short_answer("NetDevSetting::on_response_account", frame, 4);
   if (!r.bytes(n, bytes))
     return refuse_short_answer("NetDevSetting::on_response_account", frame, 4 + std::size_t{n});
-  session.cache.account_info.assign(reinterpret_cast<const char *>(bytes), n);
-  session.cache.account_info_len = n;
+  cache.account_info.assign(reinterpret_cast<const char *>(bytes), n);
+  cache.account_info_len = n;
   return true;
 }
 
@@ -38,9 +38,9 @@ bool NetDevSetting::get_account_info(uint8_t *data, uint32_t *len) {
   // Without a buffer only the size can be asked for.
   if (data == nullptr && capacity != 0) return false;
   uint32_t needed = 0;
-  auto copy = [&] {
-    needed = cache.account_info_len;
-    if (needed != 0 && needed <= capacity) std::memcpy(data, cache.account_info.data(), needed);
+  auto copy = [&](const DeviceStateCache &c) {
+    needed = c.account_info_len;
+    if (needed != 0 && needed <= capacity) std::memcpy(data, c.account_info.data(), needed);
   };
   if (!send_cmd(wire::kMainAccount, wire::account::kRead, 0, nullptr, kWaitMs, copy)) return false;
   *len = needed;

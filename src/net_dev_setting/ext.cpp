@@ -117,7 +117,7 @@ QZ_NDS_API bool qz_ndsx_last_error(qz_nds_handle handle, qz_ndsx_error *out) {
 
 QZ_NDS_API bool qz_ndsx_is_connected(qz_nds_handle handle, bool *connected) {
   if (connected == nullptr || !qz::nds::check_type_tag(handle, qz::nds::kTypeTag)) return false;
-  *connected = qz::nds::NetDevSetting::from_handle(handle)->connected;
+  *connected = qz::nds::NetDevSetting::from_handle(handle)->is_connected();
   return true;
 }
 

@@ -16,7 +16,6 @@ namespace {
 constexpr std::size_t kTextField = 64;
 constexpr std::size_t kMaxText = kTextField - 1;
 
-
 // One record as the read reports it.
 struct Gb28181Para {
   uint8_t enable = 0;
@@ -41,12 +40,12 @@ bool read_para_text(wire::Reader &r, const wire::FrameView &frame, ByteString &o
 // Answer to sub 177. Anything but 1 in the first byte means disabled, and
 // then the record ends there: the texts and port of the last enabled answer
 // stay in the cache.
-bool parse_gb28181_para(NetDevSetting &s, const wire::FrameView &frame) {
+bool parse_gb28181_para(DeviceStateCache &c, const wire::FrameView &frame) {
   wire::Reader r(frame.payload, frame.payload_size);
   uint8_t enable = 0;
   if (!r.u8(enable)) return refuse_short_answer(kSettingHandlerName, frame, 1);
   if (enable != 1) {
-    s.cache.gb28181_enable = 0;
+    c.gb28181_enable = 0;
     return true;
   }
   Gb28181Para para;
@@ -56,7 +55,6 @@ bool parse_gb28181_para(NetDevSetting &s, const wire::FrameView &frame) {
       !read_para_text(r, frame, para.text4)) {
     return false;
   }
-  DeviceStateCache &c = s.cache;
   c.gb28181_enable = 1;
   c.gb28181_text1 = std::move(para.text1);
   c.gb28181_port = para.port;
@@ -101,8 +99,7 @@ bool NetDevSetting::get_28181_para(uint8_t *enable, char *text1, uint16_t *port,
     return false;
   }
   Gb28181Para para;
-  auto copy = [&] {
-    const DeviceStateCache &c = cache;
+  auto copy = [&](const DeviceStateCache &c) {
     para = {c.gb28181_enable, c.gb28181_text1, c.gb28181_port,
             c.gb28181_text2,  c.gb28181_text3, c.gb28181_text4};
   };

@@ -24,11 +24,12 @@ struct IpInfo {
   std::array<ByteString, kIpTextCount> texts;
 };
 
-std::array<ByteString *, kIpTextCount> ip_text_members(DeviceStateCache &c) {
-  return {&c.ip_info_text1, &c.ip_info_text2, &c.ip_info_text3, &c.ip_info_text4, &c.ip_info_text5};
+template <class Cache>
+auto ip_text_members(Cache &c) {
+  return std::array{&c.ip_info_text1, &c.ip_info_text2, &c.ip_info_text3, &c.ip_info_text4, &c.ip_info_text5};
 }
 
-IpInfo cached_ip_info(DeviceStateCache &c) {
+IpInfo cached_ip_info(const DeviceStateCache &c) {
   IpInfo info;
   info.flag = c.ip_info_flag;
   auto members = ip_text_members(c);
@@ -50,13 +51,12 @@ std::vector<uint8_t> build_ip_block(uint8_t flag, const IpTexts &texts) {
 }
 
 // Answer to sub 139: the 76-byte block. Runs under cache_lock.
-bool parse_ip_info(NetDevSetting &session, const wire::FrameView &frame) {
+bool parse_ip_info(DeviceStateCache &c, const wire::FrameView &frame) {
   wire::Reader r(frame.payload, frame.payload_size);
   IpInfo info;
   bool ok = r.u8(info.flag);
   for (ByteString &text : info.texts) ok = ok && r.text_field(kIpTextWidth, text);
   if (!ok) return refuse_short_answer(kSettingHandlerName, frame, kIpBlockSize);
-  DeviceStateCache &c = session.cache;
   c.ip_info_flag = info.flag == 1 ? 1 : 0;
   auto members = ip_text_members(c);
   for (std::size_t i = 0; i < kIpTextCount; ++i) *members[i] = std::move(info.texts[i]);
@@ -87,7 +87,7 @@ bool NetDevSetting::set_ip_info(uint8_t flag, const IpTexts &texts) {
 
 bool NetDevSetting::get_ip_info(uint8_t *flag, const IpTextBuffers &texts) {
   std::optional<IpInfo> answer;
-  auto copy = [&] { answer = cached_ip_info(cache); };
+  auto copy = [&](const DeviceStateCache &c) { answer = cached_ip_info(c); };
   // A failed query is not an error here: the cached values are handed out.
   if (!send_cmd(wire::kMainSetting, wire::setting::kGetIpInfo, 0, nullptr, kWaitMs, copy)) {
     std::lock_guard guard(cache_lock);

@@ -26,11 +26,11 @@ constexpr ByteSetting kBytes[] = {kWork};
 constexpr TextSetting kTexts[] = {kIp, kUser, kPasswd};
 
 // Answer to the port query: a 32-bit value. Transport thread, cache lock held.
-bool parse_mqtt_port(NetDevSetting &s, const wire::FrameView &frame) {
+bool parse_mqtt_port(DeviceStateCache &cache, const wire::FrameView &frame) {
   wire::Reader r(frame.payload, frame.payload_size);
   uint32_t port = 0;
   if (!r.u32(port)) return refuse_short_answer(kSettingHandlerName, frame, 4);
-  s.cache.mqtt_port = port;
+  cache.mqtt_port = port;
   return true;
 }
 
@@ -49,7 +49,7 @@ bool set_mqtt_port(NetDevSetting &s, uint32_t port) {
 bool get_mqtt_port(NetDevSetting &s, uint32_t *port) {
   if (port == nullptr) return false;
   uint32_t answer = 0;
-  auto copy = [&] { answer = s.cache.mqtt_port; };
+  auto copy = [&](const DeviceStateCache &c) { answer = c.mqtt_port; };
   if (!s.send_cmd(wire::kMainSetting, setting::kGetMqttPort, 0, nullptr, kWaitMs, copy)) answer = 0;
   *port = answer;
   return true;

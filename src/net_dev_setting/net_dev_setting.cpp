@@ -32,9 +32,13 @@ _QZBaseObject::_QZBaseObject(const char *tag) {
 
 _QZBaseObject::~_QZBaseObject() = default;
 
-void *_QZBaseObject::get_handle() { return static_cast<void *>(this); }
+void *_QZBaseObject::get_handle() {
+  return static_cast<void *>(this);
+}
 
-void *_QZBaseObject::get_object() { return static_cast<void *>(this); }
+void *_QZBaseObject::get_object() {
+  return static_cast<void *>(this);
+}
 
 bool check_type_tag(const void *handle, const char *tag) {
   if (handle == nullptr) return false;
@@ -90,7 +94,9 @@ void futex_wait(std::atomic<uint32_t> *word, uint32_t expected, std::chrono::nan
             0);
 }
 
-void futex_wake_one(void *word) { ::syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0); }
+void futex_wake_one(void *word) {
+  ::syscall(SYS_futex, word, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+}
 
 }  // namespace
 
@@ -198,6 +204,21 @@ qz_ndsx_error NetDevSetting::last_error() {
     address = address_;
   }
   return to_public_error(last, address);
+}
+
+std::size_t NetDevSetting::waiting_commands() {
+  table_lock.lock();
+  const std::size_t n = pending.size();
+  table_lock.unlock();
+  return n;
+}
+
+bool NetDevSetting::waits_for(uint32_t seq) {
+  table_lock.lock();
+  const auto it = pending.find(seq);
+  const bool waiting = it != pending.end() && it->second->status == kStatusPending;
+  table_lock.unlock();
+  return waiting;
 }
 
 void NetDevSetting::leave_call() {
@@ -373,7 +394,7 @@ bool NetDevSetting::on_data(uint32_t data_type, uint32_t length, const uint8_t *
     auto it = pending.find(frame.header.seq);
     if (it != pending.end()) {
       PendingEntry &entry = *it->second;
-      if (ok && entry.sink) entry.sink();
+      if (ok && entry.sink) entry.sink(cache);
       entry.status = ok ? frame.header.code : kStatusFailure;
       entry.ending = Ending::answered;
       entry.response_code = frame.header.code;
@@ -389,20 +410,20 @@ bool NetDevSetting::on_data(uint32_t data_type, uint32_t length, const uint8_t *
 bool NetDevSetting::on_response(const wire::FrameView &frame) {
   const wire::FrameHeader &h = frame.header;
   if (h.code != 0) {
-    NDS_LOG(kLogError, "NetDevSetting::on_response", "cmd [%d,%d]'s response code = %d is not successed", h.main,
-            h.sub, h.code);
+    NDS_LOG(kLogError, "NetDevSetting::on_response", "cmd [%d,%d]'s response code = %d is not successed",
+            h.main, h.sub, h.code);
     return false;
   }
   switch (h.main) {
     case wire::kMainAccount:
-      return on_response_account(*this, frame);
+      return on_response_account(cache, frame);
     case wire::kMainPassiveWireless:
-      return on_response_passive_wireless(*this, frame);
+      return on_response_passive_wireless(cache, frame);
     case wire::kMainControl:
     case wire::kMainOsd:
       return h.payload_length == 0;
     case wire::kMainSetting:
-      return on_response_setting(*this, frame);
+      return on_response_setting(cache, frame);
     case wire::kMainKeepAlive:
       return true;
     case wire::kMainMachineStatus:
@@ -443,20 +464,19 @@ class SettingParserIndex {
 
 }  // namespace
 
-bool on_response_setting(NetDevSetting &session, const wire::FrameView &frame) {
+bool on_response_setting(DeviceStateCache &cache, const wire::FrameView &frame) {
   static const SettingParserIndex index;
   const AnswerParser &parser = index.find(frame.header.sub);
-  if (parser.byte != nullptr) return store_byte_answer(session, frame, *parser.byte);
-  if (parser.text != nullptr)
-    return NetDevSetting::store_answer_text(frame, session.cache.*parser.text->field);
+  if (parser.byte != nullptr) return store_byte_answer(cache, frame, *parser.byte);
+  if (parser.text != nullptr) return NetDevSetting::store_answer_text(frame, cache.*parser.text->field);
   // Subs without a parser (the set commands) carry nothing to parse.
-  return parser.parse == nullptr || parser.parse(session, frame);
+  return parser.parse == nullptr || parser.parse(cache, frame);
 }
 
 bool refuse_short_answer(const char *function, const wire::FrameView &frame, std::size_t needed) {
   const std::size_t missing = needed > frame.payload_size ? needed - frame.payload_size : 0;
-  NDS_LOG(kLogError, function, "cmd [%d,%d]'s response is %llu bytes short", frame.header.main, frame.header.sub,
-          static_cast<unsigned long long>(missing));
+  NDS_LOG(kLogError, function, "cmd [%d,%d]'s response is %llu bytes short", frame.header.main,
+          frame.header.sub, static_cast<unsigned long long>(missing));
   return false;
 }
 
@@ -503,7 +523,8 @@ bool NetDevSetting::send_cmd(uint32_t main, uint32_t sub, uint32_t payload_len, 
   if (buffer_size > kStackFrame) {
     heap_buffer.reset(new (std::nothrow) uint8_t[buffer_size]);
     if (!heap_buffer) {
-      NDS_LOG(kLogError, "NetDevSetting::send_cmd", "new buffer = %d is failed", static_cast<int>(buffer_size));
+      NDS_LOG(kLogError, "NetDevSetting::send_cmd", "new buffer = %d is failed",
+              static_cast<int>(buffer_size));
       note_error(QZ_NDSX_SEND_FAILED, main, sub);
       return false;
     }

@@ -35,9 +35,9 @@ inline constexpr int kLogError = 4;
 // Logs one record with the calling file and line and an explicit function
 // name ("NetDevSetting::send_cmd" or the export's own name), and hands it to
 // the application's log callback when one is set.
-#define NDS_LOG(level, function, ...)                                                              \
-  do {                                                                                             \
-    qz_log_print((level), ::qz::nds::kLogModule, __FILE__, __LINE__, (function), __VA_ARGS__);     \
+#define NDS_LOG(level, function, ...)                                                            \
+  do {                                                                                           \
+    qz_log_print((level), ::qz::nds::kLogModule, __FILE__, __LINE__, (function), __VA_ARGS__);   \
     if (::qz::nds::log_callback_set()) ::qz::nds::forward_log((level), (function), __VA_ARGS__); \
   } while (0)
 
@@ -163,21 +163,23 @@ class ConditionEvent {
 #endif
 };
 
-// Type-erased reference to a callable run under the cache lock right after
-// the response of one command was parsed, to copy that command's answer out
-// before another response can replace it. Never owns the callable.
+struct DeviceStateCache;
+
+// Type-erased reference to a callable run with the cache, under its lock,
+// right after the response of one command was parsed, to copy that command's
+// answer out before another response can replace it. Never owns the callable.
 class AnswerSink {
  public:
   AnswerSink() = default;
   template <class F>
-    requires(!std::is_same_v<std::remove_cvref_t<F>, AnswerSink>)
-  AnswerSink(F &f) : object_(&f), call_([](void *o) { (*static_cast<F *>(o))(); }) {}
+  requires(!std::is_same_v<std::remove_cvref_t<F>, AnswerSink>) AnswerSink(F &f)
+      : object_(&f), call_([](void *o, const DeviceStateCache &cache) { (*static_cast<F *>(o))(cache); }) {}
   explicit operator bool() const { return call_ != nullptr; }
-  void operator()() const { call_(object_); }
+  void operator()(const DeviceStateCache &cache) const { call_(object_, cache); }
 
  private:
   void *object_ = nullptr;
-  void (*call_)(void *) = nullptr;
+  void (*call_)(void *, const DeviceStateCache &) = nullptr;
 };
 
 // Response status of a pending command.
@@ -395,6 +397,22 @@ class NetDevSetting : public _QZBaseObject {
   bool reboot();
   bool keep_alive();
 
+  // Runs f(cache) under the cache lock: how exports read and change the
+  // device state they keep.
+  template <class F>
+  decltype(auto) with_cache(F &&f) {
+    std::lock_guard guard(cache_lock);
+    return f(cache);
+  }
+  bool is_connected() const { return connected; }
+  // The seq of the last command sent on this connection (0 before any).
+  uint32_t last_seq() const { return next_seq; }
+  // Commands waiting for their answer.
+  std::size_t waiting_commands();
+  // True while the command `seq` waits for its answer.
+  bool waits_for(uint32_t seq);
+
+ private:
   // Members in declaration order.
   std::atomic<bool> connected{false};
   void *net_handle = nullptr;
@@ -407,7 +425,6 @@ class NetDevSetting : public _QZBaseObject {
   std::mutex cache_lock;
   DeviceStateCache cache;
 
- private:
   void reset_on_disconnect();
   // Wakes every waiting caller; with `closing`, also refuses every command
   // registered from now on.
@@ -431,7 +448,6 @@ class NetDevSetting : public _QZBaseObject {
   std::mutex calls_mutex_;
   std::condition_variable calls_done_;
   int active_calls_ = 0;
-  bool log_open_ = false;
 };
 
 // Refuses an answer that lacks bytes of the `needed` it must carry: one
@@ -442,9 +458,9 @@ bool refuse_short_answer(const char *function, const wire::FrameView &frame, std
 inline constexpr char kSettingHandlerName[] = "on_response_setting";
 
 // Response handlers of the families, run under the cache lock.
-bool on_response_account(NetDevSetting &session, const wire::FrameView &frame);
-bool on_response_passive_wireless(NetDevSetting &session, const wire::FrameView &frame);
-bool on_response_setting(NetDevSetting &session, const wire::FrameView &frame);
+bool on_response_account(DeviceStateCache &cache, const wire::FrameView &frame);
+bool on_response_passive_wireless(DeviceStateCache &cache, const wire::FrameView &frame);
+bool on_response_setting(DeviceStateCache &cache, const wire::FrameView &frame);
 
 // Runs `f(session)` for a handle whose tag checks; false otherwise, with no
 // log line. Every export but init and uninit goes through here.

@@ -80,6 +80,7 @@ bool NetDevSetting::osd_restore_config() {
 
 }  // namespace qz::nds
 
+using qz::nds::DeviceStateCache;
 using qz::nds::NetDevSetting;
 using qz::nds::OsdItem;
 using qz::nds::with_session;
@@ -102,8 +103,9 @@ extern "C" QZ_NDS_API bool qz_nds_get_osd_setting(qz_nds_handle handle, int32_t 
                                                   uint8_t *attribute, uint16_t *value1, uint16_t *value2) {
   return with_session(handle, [&](NetDevSetting &s) {
     if (osd_id < 0 || osd_id >= qz::nds::kOsdItemCount) return false;
-    std::lock_guard guard(s.cache_lock);
-    qz::nds::copy_item(s.cache.osd_items[osd_id], display, attribute, value1, value2);
+    s.with_cache([&](const DeviceStateCache &c) {
+      qz::nds::copy_item(c.osd_items[osd_id], display, attribute, value1, value2);
+    });
     return true;
   });
 }
@@ -125,13 +127,14 @@ extern "C" QZ_NDS_API bool qz_nds_osd_get_channel_info(qz_nds_handle handle, cha
                                                        uint8_t *attribute, uint16_t *value1,
                                                        uint16_t *value2) {
   return with_session(handle, [&](NetDevSetting &s) {
-    std::lock_guard guard(s.cache_lock);
-    const qz::nds::ByteString &channel_name = s.cache.channel_name;
-    if (name != nullptr) {
-      // At most the buffer's 256 bytes, and no terminator of our own.
-      std::memcpy(name, channel_name.data(), std::min(channel_name.size(), qz::nds::kChannelNameBuffer));
-    }
-    qz::nds::copy_item(s.cache.osd_items[qz::nds::kChannelNameItem], display, attribute, value1, value2);
+    s.with_cache([&](const DeviceStateCache &c) {
+      if (name != nullptr) {
+        // At most the buffer's 256 bytes, and no terminator of our own.
+        std::memcpy(name, c.channel_name.data(),
+                    std::min(c.channel_name.size(), qz::nds::kChannelNameBuffer));
+      }
+      qz::nds::copy_item(c.osd_items[qz::nds::kChannelNameItem], display, attribute, value1, value2);
+    });
     return true;
   });
 }

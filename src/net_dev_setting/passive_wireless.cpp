@@ -16,13 +16,13 @@ constexpr std::size_t kDomainBuffer = 128;
 constexpr const char *kParserName = "NetDevSetting::on_response_passive_wireless";
 
 // Answer to sub 131: three 32-bit values.
-bool parse_power_status(NetDevSetting &session, const wire::FrameView &frame) {
+bool parse_power_status(DeviceStateCache &cache, const wire::FrameView &frame) {
   wire::Reader r(frame.payload, frame.payload_size);
   uint32_t s1 = 0, s2 = 0, s3 = 0;
   if (!r.u32(s1) || !r.u32(s2) || !r.u32(s3)) return refuse_short_answer(kParserName, frame, 12);
-  session.cache.passive_wireless_power_status1 = s1;
-  session.cache.passive_wireless_power_status2 = s2;
-  session.cache.passive_wireless_power_status3 = s3;
+  cache.passive_wireless_power_status1 = s1;
+  cache.passive_wireless_power_status2 = s2;
+  cache.passive_wireless_power_status3 = s3;
   return true;
 }
 
@@ -34,14 +34,14 @@ std::size_t domain_answer_size(const wire::FrameView &frame) {
 }
 
 // Answer to sub 133: the domain as a length-prefixed text, then its value.
-bool parse_domain(NetDevSetting &session, const wire::FrameView &frame) {
+bool parse_domain(DeviceStateCache &cache, const wire::FrameView &frame) {
   wire::Reader r(frame.payload, frame.payload_size);
   ByteString domain;
   uint32_t value = 0;
   if (!r.lp_text(domain) || !r.u32(value))
     return refuse_short_answer(kParserName, frame, domain_answer_size(frame));
-  session.cache.passive_wireless_domain = std::move(domain);
-  session.cache.passive_wireless_domain_value = value;
+  cache.passive_wireless_domain = std::move(domain);
+  cache.passive_wireless_domain_value = value;
   return true;
 }
 
@@ -49,12 +49,12 @@ bool parse_domain(NetDevSetting &session, const wire::FrameView &frame) {
 
 // Runs under cache_lock. Only the read answers carry something; a write
 // answered with its own sub command counts as failed.
-bool on_response_passive_wireless(NetDevSetting &session, const wire::FrameView &frame) {
+bool on_response_passive_wireless(DeviceStateCache &cache, const wire::FrameView &frame) {
   switch (frame.header.sub) {
     case wire::passive_wireless::kGetPowerStatus:
-      return parse_power_status(session, frame);
+      return parse_power_status(cache, frame);
     case wire::passive_wireless::kGetDomain:
-      return parse_domain(session, frame);
+      return parse_domain(cache, frame);
     default:
       return false;
   }
@@ -80,10 +80,10 @@ bool NetDevSetting::get_passive_wireless_power_status(uint32_t *status1, uint32_
                                                       uint32_t *status3) {
   if (status1 == nullptr || status2 == nullptr || status3 == nullptr) return false;
   uint32_t s1 = 0, s2 = 0, s3 = 0;
-  auto copy = [&] {
-    s1 = cache.passive_wireless_power_status1;
-    s2 = cache.passive_wireless_power_status2;
-    s3 = cache.passive_wireless_power_status3;
+  auto copy = [&](const DeviceStateCache &c) {
+    s1 = c.passive_wireless_power_status1;
+    s2 = c.passive_wireless_power_status2;
+    s3 = c.passive_wireless_power_status3;
   };
   const std::vector<uint8_t> payload = passive_wireless_request();
   if (!send_payload(wire::kMainPassiveWireless, wire::passive_wireless::kGetPowerStatus, payload, kWaitMs,
@@ -107,10 +107,10 @@ bool NetDevSetting::get_passive_wireless_domain(char *domain, uint32_t *value) {
   char text[kDomainBuffer] = {};
   std::size_t length = 0;
   uint32_t answered_value = 0;
-  auto copy = [&] {
-    length = cache.passive_wireless_domain.size();
-    if (length <= kDomainBuffer) std::memcpy(text, cache.passive_wireless_domain.data(), length);
-    answered_value = cache.passive_wireless_domain_value;
+  auto copy = [&](const DeviceStateCache &c) {
+    length = c.passive_wireless_domain.size();
+    if (length <= kDomainBuffer) std::memcpy(text, c.passive_wireless_domain.data(), length);
+    answered_value = c.passive_wireless_domain_value;
   };
   const std::vector<uint8_t> payload = passive_wireless_request();
   if (!send_payload(wire::kMainPassiveWireless, wire::passive_wireless::kGetDomain, payload, kWaitMs, copy))

@@ -45,10 +45,7 @@ bool set_byte(qz_nds_handle handle, const ByteSetting &row, int32_t value, const
   return with_session(handle, [&](NetDevSetting &s) {
     const auto byte = static_cast<uint8_t>(in_form(row.sent, static_cast<uint8_t>(value)));
     if (s.send_cmd(row.main, row.set_sub, 1, &byte, kWaitMs)) {
-      if (row.query_sub == kCached) {
-        std::lock_guard guard(s.cache_lock);
-        row.field.write(s.cache, value);
-      }
+      if (row.query_sub == kCached) s.with_cache([&](DeviceStateCache &c) { row.field.write(c, value); });
       return true;
     }
     const char *line = value == 0 && row.off_failed != nullptr ? row.off_failed : row.failed;
@@ -59,14 +56,13 @@ bool set_byte(qz_nds_handle handle, const ByteSetting &row, int32_t value, const
 
 bool read_byte(NetDevSetting &s, const ByteSetting &row, int32_t &value) {
   if (row.query_sub == kCached) {
-    std::lock_guard guard(s.cache_lock);
-    value = row.field.read(s.cache);
+    value = s.with_cache([&](const DeviceStateCache &c) { return row.field.read(c); });
     return true;
   }
   // Copied under the cache lock right after this request's own answer was
   // parsed, so a concurrent query of the same setting cannot replace it.
   int32_t answer = 0;
-  auto copy = [&] { answer = row.field.read(s.cache); };
+  auto copy = [&](const DeviceStateCache &c) { answer = row.field.read(c); };
   if (!s.send_cmd(row.main, row.query_sub, 0, nullptr, kWaitMs, copy)) {
     if (row.outcome == Outcome::exchange) return false;
     answer = 0;  // never an older cached value
@@ -75,11 +71,11 @@ bool read_byte(NetDevSetting &s, const ByteSetting &row, int32_t &value) {
   return true;
 }
 
-bool store_byte_answer(NetDevSetting &s, const wire::FrameView &frame, const ByteSetting &row) {
+bool store_byte_answer(DeviceStateCache &cache, const wire::FrameView &frame, const ByteSetting &row) {
   wire::Reader reader(frame.payload, frame.payload_size);
   uint8_t byte = 0;
   if (!reader.u8(byte)) return refuse_short_answer(kSettingHandlerName, frame, 1);
-  row.field.write(s.cache, in_form(row.stored, byte));
+  row.field.write(cache, in_form(row.stored, byte));
   return true;
 }
 
@@ -94,7 +90,7 @@ bool get_text(qz_nds_handle handle, const TextSetting &row, char *buffer, uint32
   return with_session(handle, [&](NetDevSetting &s) {
     if (buffer == nullptr || len == nullptr) return false;
     ByteString text;
-    auto copy = [&] { text = s.cache.*row.field; };
+    auto copy = [&](const DeviceStateCache &c) { text = c.*row.field; };
     if (!s.send_cmd(wire::kMainSetting, row.query_sub, 0, nullptr, kWaitMs, copy)) {
       if (row.outcome == Outcome::exchange) return false;
       text.clear();

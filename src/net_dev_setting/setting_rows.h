@@ -93,7 +93,7 @@ bool set_text(qz_nds_handle handle, const TextSetting &row, const char *text);
 bool get_text(qz_nds_handle handle, const TextSetting &row, char *buffer, uint32_t *len);
 
 // Parser of a main 169 answer that no row describes, keyed by sub command.
-using SettingParser = bool (*)(NetDevSetting &session, const wire::FrameView &frame);
+using SettingParser = bool (*)(DeviceStateCache &cache, const wire::FrameView &frame);
 struct SettingParserEntry {
   uint8_t sub;
   SettingParser parse;
@@ -115,6 +115,6 @@ extern const SettingFamily kTemperatureSettings;
 extern const SettingFamily kDeviceControlSettings;
 
 // Stores the answer to a row's query (transport thread, cache lock held).
-bool store_byte_answer(NetDevSetting &session, const wire::FrameView &frame, const ByteSetting &row);
+bool store_byte_answer(DeviceStateCache &cache, const wire::FrameView &frame, const ByteSetting &row);
 
 }  // namespace qz::nds

@@ -170,7 +170,7 @@ TEST_F(SessionTest, SequenceNumbersStartAtOneAndRestartAfterDisconnectOnly) {
 
   // A loss reported by the transport keeps the count going.
   ASSERT_TRUE(net.deliver_event(QZ_NET_EVENT_DISCONNECTED));
-  EXPECT_FALSE(session().connected);
+  EXPECT_FALSE(session().is_connected());
   ASSERT_TRUE(qz_nds_connect(handle, "device"));
   ASSERT_TRUE(send_switch(session()));
   EXPECT_EQ(seq_of(last_sent()), 4u);
@@ -189,19 +189,19 @@ TEST_F(SessionTest, NothingIsSentWhileNotConnectedOrWithoutThePayloadsBytes) {
   EXPECT_FALSE(send_switch(session()));
   EXPECT_FALSE(qz_nds_get_machine_config_info(handle));
   EXPECT_TRUE(net.sent().empty());
-  EXPECT_EQ(session().next_seq, 0u);
+  EXPECT_EQ(session().last_seq(), 0u);
   EXPECT_TRUE(log.contains(kLogError, "NetDevSetting::send_cmd", "device is not connected"));
 }
 
 TEST_F(SessionTest, TransportEventsAreHandledByType) {
   EXPECT_TRUE(net.deliver_event(QZ_NET_EVENT_EXCEPTION));
-  EXPECT_TRUE(session().connected);
+  EXPECT_TRUE(session().is_connected());
   EXPECT_TRUE(log.contains(kLogNotice, "NetDevSetting::on_exception", "net dev setting on exception"));
   EXPECT_FALSE(net.deliver_event(5));
   EXPECT_TRUE(
       log.contains(kLogError, "NetDevSetting::parse_received_data", "recv type = 5 is not supported"));
   EXPECT_TRUE(net.deliver_event(QZ_NET_EVENT_DISCONNECTED));
-  EXPECT_FALSE(session().connected);
+  EXPECT_FALSE(session().is_connected());
   EXPECT_TRUE(log.contains(kLogNotice, "NetDevSetting::on_disconnected", "net dev setting on disconnected"));
   EXPECT_FALSE(NetDevSetting::net_callback(nullptr, &session()));
 }
@@ -278,7 +278,7 @@ TEST_F(SessionTest, DispatchFollowsTheMainCommand) {
     EXPECT_TRUE(c.message == nullptr || log.contains(c.message));
     EXPECT_TRUE(!c.accepted || log.lines().empty());
   }
-  EXPECT_TRUE(session().pending.empty());
+  EXPECT_TRUE((session().waiting_commands() == 0));
 }
 
 TEST_F(SessionTest, ARefusedAnswerFailsAtOnceWithEveryLine) {
@@ -289,7 +289,7 @@ TEST_F(SessionTest, ARefusedAnswerFailsAtOnceWithEveryLine) {
   EXPECT_EQ(log.messages(), (std::vector<std::string>{"cmd [169,128]'s response code = 3 is not successed",
                                                       "checkout seq = 1's response failed",
                                                       "send cmd[169, 128] size = 1 failed"}));
-  EXPECT_TRUE(session().pending.empty());
+  EXPECT_TRUE((session().waiting_commands() == 0));
 }
 
 TEST_F(SessionTest, AnUnansweredCommandTimesOutAndLeavesNoEntry) {
@@ -297,7 +297,7 @@ TEST_F(SessionTest, AnUnansweredCommandTimesOutAndLeavesNoEntry) {
   const auto start = std::chrono::steady_clock::now();
   EXPECT_FALSE(send_switch(session(), 200));
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(190));
-  EXPECT_TRUE(session().pending.empty());
+  EXPECT_TRUE((session().waiting_commands() == 0));
   EXPECT_TRUE(
       log.contains(kLogError, "NetDevSetting::check_response_status", "checkout seq = 1's response failed"));
 }

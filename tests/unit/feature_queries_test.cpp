@@ -122,7 +122,7 @@ TEST_F(DeviceControlTest, RebootAndKeepAliveReturnAtOnceWithoutAPendingEntry) {
     EXPECT_EQ(last_sent()[wire::kOffMain], main_sub.first);
     EXPECT_EQ(last_sent()[wire::kOffSub], main_sub.second);
     EXPECT_TRUE(last_payload().empty());
-    EXPECT_TRUE(session().pending.empty());
+    EXPECT_TRUE((session().waiting_commands() == 0));
   }
   EXPECT_TRUE(log.lines().empty());
 }

@@ -61,7 +61,7 @@ class FeatureSwitchTest : public SessionTest {
     ASSERT_TRUE(state ? c.enable(handle) : c.disable(handle));
     const std::size_t sent = net.sent().size();
     EXPECT_EQ(last_sent(), wire::make_frame(wire::kPackageRequest, c.main, c.sub, wire::kRequestMarker,
-                                            session().next_seq.load(), Bytes{state}));
+                                            session().last_seq(), Bytes{state}));
     EXPECT_EQ(reported(c), state);
     EXPECT_EQ(net.sent().size(), sent);
   }
