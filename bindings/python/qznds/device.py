@@ -532,7 +532,7 @@ class Device:
 
     @property
     def len_adjust_method(self) -> Optional[int]:
-        """Lens adjust method (session); None when the device's configuration lacks it."""
+        """Lens adjust method (session); None while the session does not know it."""
         raw = self._get_u32("get_len_adjust_method")
         return None if raw == _UNKNOWN_LEN_ADJUST_METHOD else check.to_signed32(raw)
 
