@@ -9,30 +9,12 @@ Devices are handled in parallel, one session each. Exits 1 when any device faile
 from __future__ import annotations
 
 import argparse
-import struct
 import sys
 from concurrent.futures import ThreadPoolExecutor
-from datetime import datetime, timezone
+from datetime import datetime
 from typing import Optional, Sequence
 
 import qznds
-
-
-def time_block(moment: datetime) -> bytes:
-    """The 20-byte system time block. The SDK sends it unchanged and its layout belongs to the
-    camera model: this one is year (16-bit), month, day, hour, minute, second, millisecond
-    (16-bit), big-endian, zero-padded. Adapt it to your cameras."""
-    fields = struct.pack(
-        ">HBBBBBH",
-        moment.year,
-        moment.month,
-        moment.day,
-        moment.hour,
-        moment.minute,
-        moment.second,
-        moment.microsecond // 1000,
-    )
-    return fields.ljust(qznds.SYSTEM_TIME_SIZE, b"\0")
 
 
 def provision(address: str, broker: qznds.MqttBroker, block: bytes) -> tuple[str, str]:
@@ -65,13 +47,14 @@ def main(argv: Optional[Sequence[str]] = None) -> int:
 
     host, port = args.broker
     broker = qznds.MqttBroker(host, port, args.user, args.passwd, work=True)
-    moment = datetime.now(timezone.utc).replace(microsecond=0)
-    block = time_block(moment)
+    moment = datetime.now().replace(microsecond=0)
+    # The SDK sends the block unchanged: this is the project's layout, in local time.
+    block = qznds.system_time_block(moment)
 
     with ThreadPoolExecutor(max_workers=min(8, len(args.addresses))) as pool:
         results = list(pool.map(lambda a: provision(a, broker, block), args.addresses))
 
-    rows = [("ADDRESS", "SERIAL", "BROKER", "TIME (UTC)", "RESULT")]
+    rows = [("ADDRESS", "SERIAL", "BROKER", "TIME", "RESULT")]
     stamp = moment.strftime("%Y-%m-%d %H:%M:%S")
     for address, (serial, outcome) in zip(args.addresses, results):
         rows.append((address, serial, f"{host}:{port}", stamp, outcome))

@@ -11,7 +11,7 @@ package, or from the system's library path.
 
 from . import records
 from ._library import LIBRARY_NAME, LibraryNotFoundError, library_version, load
-from .device import SYSTEM_TIME_SIZE, Device
+from .device import SYSTEM_TIME_SIZE, Device, system_time_block
 from .errors import (
     DeviceAnswerError,
     DeviceArgumentError,
@@ -41,5 +41,6 @@ __all__ = [
     "LibraryNotFoundError",
     "library_version",
     "load",
+    "system_time_block",
     *records.__all__,
 ]

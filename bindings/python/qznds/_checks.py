@@ -13,11 +13,10 @@ I32_MIN, I32_MAX = -(2**31), 2**31 - 1
 
 
 def integer(name: str, value: object, low: int, high: int) -> int:
-    """`value` as an int in [low, high], else ValueError naming the range."""
-    if isinstance(value, bool):
-        value = int(value)
-    if not isinstance(value, int):
-        raise ValueError(f"{name} must be an integer from {low} to {high}, not {value!r}")
+    """`value` as an int in [low, high]: TypeError for another type (bool included),
+    ValueError naming the range outside it."""
+    if isinstance(value, bool) or not isinstance(value, int):
+        raise TypeError(f"{name} must be an integer from {low} to {high}, not {value!r}")
     if not low <= value <= high:
         raise ValueError(f"{name} must be from {low} to {high}, not {value}")
     return value
@@ -41,7 +40,7 @@ def i32(name: str, value: object) -> int:
 
 def flag(name: str, value: object) -> int:
     """A switch value: True/False or 1/0, as the byte 1 or 0."""
-    return integer(name, value, 0, 1)
+    return int(value) if isinstance(value, bool) else integer(name, value, 0, 1)
 
 
 def encode(name: str, value: Text, max_bytes: Optional[int] = None, allow_nul: bool = False) -> bytes:
@@ -51,7 +50,7 @@ def encode(name: str, value: Text, max_bytes: Optional[int] = None, allow_nul: b
     elif isinstance(value, (bytes, bytearray, memoryview)):
         data = bytes(value)
     else:
-        raise ValueError(f"{name} must be str or bytes, not {type(value).__name__}")
+        raise TypeError(f"{name} must be str or bytes, not {type(value).__name__}")
     if not allow_nul and b"\0" in data:
         raise ValueError(f"{name} must not contain a NUL byte")
     if max_bytes is not None and len(data) > max_bytes:
@@ -62,7 +61,7 @@ def encode(name: str, value: Text, max_bytes: Optional[int] = None, allow_nul: b
 def block(name: str, value: object, max_bytes: int = U32_MAX) -> bytes:
     """Opaque bytes (NULs allowed)."""
     if not isinstance(value, (bytes, bytearray, memoryview)):
-        raise ValueError(f"{name} must be bytes, not {type(value).__name__}")
+        raise TypeError(f"{name} must be bytes, not {type(value).__name__}")
     data = bytes(value)
     if len(data) > max_bytes:
         raise ValueError(f"{name} must be 0 to {max_bytes} bytes long, not {len(data)}")

@@ -31,6 +31,13 @@ else:
     # Loaded first from the library's own folder, so their sonames resolve there.
     _DEPENDENCIES = ("libqz_common.so", "libqz_log.so", "libqz_net.so")
 
+
+def _file_names(name: str) -> tuple[str, ...]:
+    """The names a library goes by: on Linux its soname (all a runtime package installs)
+    before the development name."""
+    return (name,) if sys.platform == "win32" else (name + ".0", name)
+
+
 ENV_LIBRARY = "QZNDS_LIBRARY"
 
 _H = c_void_p  # session handle
@@ -149,8 +156,9 @@ def candidate_paths() -> list[str]:
     explicit = os.environ.get(ENV_LIBRARY)
     if explicit:
         return [explicit]
-    beside = Path(__file__).resolve().parent / LIBRARY_NAME
-    return [str(beside), LIBRARY_NAME] if beside.exists() else [LIBRARY_NAME]
+    here = Path(__file__).resolve().parent
+    names = _file_names(LIBRARY_NAME)
+    return [str(here / name) for name in names if (here / name).exists()] + list(names)
 
 
 def _load_from(path: str) -> ctypes.CDLL:
@@ -159,8 +167,9 @@ def _load_from(path: str) -> ctypes.CDLL:
         if sys.platform == "win32":
             os.add_dll_directory(str(folder))
         for dependency in _DEPENDENCIES:
-            if (folder / dependency).exists():
-                ctypes.CDLL(str(folder / dependency))
+            found = next((folder / n for n in _file_names(dependency) if (folder / n).exists()), None)
+            if found is not None:
+                ctypes.CDLL(str(found))
     return ctypes.CDLL(path)
 
 

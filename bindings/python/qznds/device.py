@@ -4,8 +4,10 @@ Three kinds of setting, as the library has them:
 
 * session settings (identity, feature switches, link counts, palette, frame rate,
   lens adjust method, OSD items, channel name): reading answers from the session,
-  which `read_config()` fills from the device; writing asks the device and, once
-  it accepted, updates the session.
+  which `read_config()` fills from the device; a read before any `read_config()`
+  since the connection was made reads the configuration first, so every session
+  setting gives the device's value (or raises like a device query). Writing asks
+  the device and, once it accepted, updates the session.
 * device queries (everything else): reading and writing each ask the device.
   `ip_settings` is the exception: when the device cannot answer, reading gives the
   session's values without an error.
@@ -25,13 +27,15 @@ with the interpreter lock released, so several threads may use one `Device`;
 from __future__ import annotations
 
 import ctypes
+import struct
 from ctypes import byref, c_bool, c_uint8, c_uint16, c_uint32, c_void_p, create_string_buffer
+from datetime import datetime
 from types import TracebackType
 from typing import Any, Iterable, Optional, Union
 
 from . import _checks as check
 from ._checks import Text
-from ._library import ErrorRecord, load
+from ._library import _U8_CACHED, ErrorRecord, load
 from .errors import DeviceArgumentError, DeviceError, ErrorKind, make_error
 from .records import (
     CHANNEL_NAME_ITEM,
@@ -77,6 +81,41 @@ _SWITCH_EXPORTS[Feature.CENTER_RECTANGLE] = (
     "hide_center_rectangle",
     "is_display_center_rectangle",
 )
+
+# The reads the library answers from the session rather than from the device.
+_SESSION_READS = frozenset(
+    [
+        "get_machine_info",
+        "get_sn",
+        "get_default_palette",
+        "get_len_adjust_method",
+        "get_osd_setting",
+        "osd_get_channel_info",
+        *(query for _, _, query in _SWITCH_EXPORTS.values()),
+        *(f"get_{name}" for name in _U8_CACHED),
+    ]
+)
+
+# Eight big-endian 16-bit fields, then four zero bytes.
+_SYSTEM_TIME_LAYOUT = struct.Struct(">8H4x")
+
+
+def system_time_block(moment: Optional[datetime] = None) -> bytes:
+    """The 20-byte system time block the project's tools send: year, month, day, hour,
+    minute, second, millisecond and weekday (0 = Sunday) as big-endian 16-bit fields,
+    then four zero bytes, in local time.
+
+    `moment` defaults to now; a naive datetime is taken as local time, an aware one is
+    converted to it.
+    """
+    if moment is None:
+        moment = datetime.now()
+    elif not isinstance(moment, datetime):
+        raise TypeError(f"moment must be a datetime, not {type(moment).__name__}")
+    elif moment.tzinfo is not None:
+        moment = moment.astimezone()
+    fields = (moment.year, moment.month, moment.day, moment.hour, moment.minute, moment.second)
+    return _SYSTEM_TIME_LAYOUT.pack(*fields, moment.microsecond // 1000, moment.isoweekday() % 7)
 
 
 # ---- Property factories: one per shape of setting ---------------------------------
@@ -130,12 +169,16 @@ class Device:
     """A camera reached through one library session: `with Device("192.0.2.10") as dev: ...`.
 
     `address` is a host name or IP literal, with an optional ":port" ("[v6]:port").
+    Only the settings below can be written: a misspelt name raises AttributeError.
     """
+
+    __slots__ = ("address", "_lib", "_handle", "_config_read", "__weakref__")
 
     def __init__(self, address: str, *, library: Optional[ctypes.CDLL] = None) -> None:
         self.address = address
         self._lib = library
         self._handle: Optional[c_void_p] = None
+        self._config_read = False  # whether the session holds a configuration of this connection
 
     # ---- Lifecycle ---------------------------------------------------------------
 
@@ -154,7 +197,7 @@ class Device:
             error = self._last_error(lib, "qz_nds_connect")
             lib.qz_nds_uninit(byref(handle))
             raise error
-        self._lib, self._handle = lib, handle
+        self._lib, self._handle, self._config_read = lib, handle, False
         return self
 
     def close(self) -> None:
@@ -167,10 +210,12 @@ class Device:
 
     def connect(self) -> None:
         """Connects the open session again, e.g. after `disconnect()` or a reboot."""
+        self._config_read = False
         self._call("connect", self.address.encode("utf-8"))
 
     def disconnect(self) -> None:
         """Closes the connection and forgets the connection-bound session settings."""
+        self._config_read = False
         self._call("disconnect")
 
     @property
@@ -213,12 +258,16 @@ class Device:
         handle, lib = self._handle, self._lib
         if handle is None or lib is None:
             raise make_error("qz_nds_" + name, self.address, "the device is not open", ErrorKind.NOT_CONNECTED)
+        if name in _SESSION_READS and not self._config_read:
+            self._call("get_machine_config_info")
         if not getattr(lib, "qz_nds_" + name)(handle, *args):
             raise self._last_error(lib, "qz_nds_" + name)
         if name in _REPORT_ONLY_IN_RECORD:
             error = self._last_error(lib, "qz_nds_" + name)
             if error.kind != ErrorKind.OK:
                 raise error
+        if name == "get_machine_config_info":
+            self._config_read = True
 
     def _last_error(self, lib: ctypes.CDLL, function: str) -> DeviceError:
         """What the calling thread's last call did, as the exception to raise.
@@ -276,7 +325,7 @@ class Device:
 
     @property
     def serial_number(self) -> str:
-        """The serial number of the last configuration read (session); "" before one."""
+        """The serial number of the last configuration read (session)."""
         buffer = create_string_buffer(64)
         length = c_uint32()
         self._call("get_sn", buffer, byref(length))
@@ -483,7 +532,7 @@ class Device:
 
     @property
     def len_adjust_method(self) -> Optional[int]:
-        """Lens adjust method (session); None while not known (before a configuration read)."""
+        """Lens adjust method (session); None while the session does not know it."""
         raw = self._get_u32("get_len_adjust_method")
         return None if raw == _UNKNOWN_LEN_ADJUST_METHOD else check.to_signed32(raw)
 
@@ -492,7 +541,8 @@ class Device:
         self._call("set_len_adjust_method", check.i32("len_adjust_method", value))
 
     def set_system_time(self, block: bytes) -> None:
-        """Sends a 20-byte system time block unchanged; its layout is the device model's."""
+        """Sends a 20-byte system time block unchanged (`system_time_block()` makes the
+        project's layout; another device model may want its own)."""
         data = check.block("system time block", block)
         if len(data) != SYSTEM_TIME_SIZE:
             raise ValueError(f"the system time block is {SYSTEM_TIME_SIZE} bytes, not {len(data)}")

@@ -3,6 +3,8 @@
 from __future__ import annotations
 
 import re
+import time
+from datetime import datetime, timedelta, timezone
 from pathlib import Path
 from typing import Any, Callable
 
@@ -41,11 +43,10 @@ def test_a_missing_library_says_how_to_point_at_it(monkeypatch: pytest.MonkeyPat
         _library.load(_library.candidate_paths())
 
 
-# On a device that is not open, a ValueError proves that the value was refused before
-# any call reached the library (which would raise DeviceError).
+# On a device that is not open, an error other than DeviceError proves that the value
+# was refused before any call reached the library.
 BAD_VALUES: list[tuple[Callable[[qznds.Device], Any], str]] = [
     (lambda d: setattr(d, "framerate", 256), "0 to 255"),
-    (lambda d: setattr(d, "ptz_link_count", 1.5), "integer"),
     (lambda d: setattr(d, "hdmi", 2), "0 to 1"),
     (lambda d: setattr(d, "default_palette", 2**31), "2147483647"),
     (lambda d: setattr(d, "mqtt_broker", MqttBroker("h", 2**32)), "4294967295"),
@@ -63,9 +64,39 @@ BAD_VALUES: list[tuple[Callable[[qznds.Device], Any], str]] = [
 ]
 
 
-@pytest.mark.parametrize("set_bad, accepted", BAD_VALUES)
+BAD_TYPES: list[tuple[Callable[[qznds.Device], Any], type, str]] = [
+    (lambda d: setattr(d, "framerate", True), TypeError, "integer from 0 to 255, not True"),
+    (lambda d: setattr(d, "ptz_link_count", 1.5), TypeError, "integer"),
+    (lambda d: setattr(d, "visual_ip", 10), TypeError, "str or bytes"),
+    (lambda d: setattr(d, "frame_rate", 30), AttributeError, "frame_rate"),
+    (lambda d: qznds.system_time_block("now"), TypeError, "datetime"),  # type: ignore[arg-type]
+]
+
+
+@pytest.mark.parametrize(
+    "set_bad, error, accepted", [(f, ValueError, text) for f, text in BAD_VALUES] + BAD_TYPES
+)
 def test_bad_values_are_refused_before_the_call(
-    set_bad: Callable[[qznds.Device], Any], accepted: str
+    set_bad: Callable[[qznds.Device], Any], error: type, accepted: str
 ) -> None:
-    with pytest.raises(ValueError, match=re.escape(accepted)):
+    with pytest.raises(error, match=re.escape(accepted)):
         set_bad(qznds.Device("127.0.0.1:1"))
+
+
+@pytest.fixture
+def utc_plus_2(monkeypatch: pytest.MonkeyPatch) -> Any:
+    monkeypatch.setenv("TZ", "XST-2")  # POSIX: two hours east of UTC
+    time.tzset()
+    yield
+    monkeypatch.undo()
+    time.tzset()
+
+
+# 2024-03-18 is a Monday (weekday 1); the block is in local time.
+@pytest.mark.parametrize("moment", [
+    datetime(2024, 3, 18, 1, 5, 9, 250999),
+    datetime(2024, 3, 17, 23, 5, 9, 250000, tzinfo=timezone.utc),
+    datetime(2024, 3, 18, 3, 5, 9, 250000, tzinfo=timezone(timedelta(hours=4))),
+])
+def test_system_time_block_is_eight_big_endian_fields_of_local_time(utc_plus_2: None, moment: datetime) -> None:
+    assert qznds.system_time_block(moment) == bytes.fromhex("07e8 0003 0012 0001 0005 0009 00fa 0001 00000000")

@@ -5,7 +5,7 @@ from __future__ import annotations
 import dataclasses
 import random
 import string
-from typing import Any
+from typing import Any, Callable
 
 import pytest
 import qznds
@@ -66,10 +66,32 @@ def test_read_config_brings_every_value_of_the_device(start_sim: SimFactory, dra
         config.framerate = 1  # type: ignore[misc]
 
 
-def test_disconnect_forgets_connection_bound_settings_until_read_again(device: qznds.Device) -> None:
-    assert device.len_adjust_method is None  # not known before a read
-    config = device.read_config()
-    device.disconnect()
-    assert (device.len_adjust_method, device.serial_number) == (None, config.serial_number)
-    device.connect()
-    assert device.read_config() == config
+# Reads the library answers from the session, each with a value unlike a fresh session's.
+SESSION_READS: list[tuple[str, Callable[[qznds.Device], Any]]] = [
+    ("machine_info", lambda d: d.machine_info),
+    ("serial_number", lambda d: d.serial_number),
+    ("features", lambda d: d.features),
+    ("link_counts", lambda d: d.link_counts),
+    ("default_palette", lambda d: d.default_palette),
+    ("framerate", lambda d: d.framerate),
+    ("len_adjust_method", lambda d: d.len_adjust_method),
+    ("osd_item", lambda d: d.osd_item(3)),
+    ("channel", lambda d: d.channel),
+]
+
+
+@pytest.mark.parametrize("read", [r for _, r in SESSION_READS], ids=[n for n, _ in SESSION_READS])
+def test_a_session_setting_read_before_read_config_reads_the_configuration(
+    start_sim: SimFactory, read: Callable[[qznds.Device], Any]
+) -> None:
+    sim = start_sim(state={"default_palette": 5, "len_adjust_method": 2})
+    with qznds.Device(sim.address) as reference:
+        reference.read_config()
+        expected = read(reference)
+    with qznds.Device(sim.address) as dev:
+        assert read(dev) == expected
+        dev.disconnect()  # the connection-bound settings are forgotten: no value to give
+        with pytest.raises(qznds.DeviceUnreachable):
+            read(dev)
+        dev.connect()
+        assert read(dev) == expected
