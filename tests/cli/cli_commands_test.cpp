@@ -48,11 +48,15 @@ TEST_F(CliTest, InfoShowsTheDevicesConfigurationInSections) {
   }
 }
 
+// Without a terminal on stdin nothing is asked, with or without --yes.
 TEST_F(CliTest, RebootReachesTheDevice) {
   const RunResult run = run_json({"reboot"});
   ASSERT_EQ(run.exit_code, 0) << run.err;
   EXPECT_EQ(run.json()["connection_closed"], true);
   EXPECT_EQ(sim.stats().reboots, 1u);
+  const RunResult yes = run_qznds({"--json", "--simulate", "reboot", "--yes"});
+  ASSERT_EQ(yes.exit_code, 0) << yes.err;
+  EXPECT_EQ(yes.json()["connection_closed"], true);
 }
 
 TEST_F(CliTest, KeepAliveSendsTheAskedNumberOfMessages) {
@@ -87,10 +91,35 @@ TEST(CliSimulate, SimulatedDeviceKeepsItsSettingsInTheStateFile) {
 
 // The tool's version and that of the library it runs with (here the same).
 TEST(CliHelp, VersionNamesTheToolAndTheLibrary) {
-  const RunResult run = run_qznds({"--version"});
-  EXPECT_EQ(run.exit_code, 0);
   const std::string version = QZNDS_EXPECTED_VERSION;
-  EXPECT_EQ(run.out, "qznds " + version + " (library " + version + ")\n");
+  for (const auto &[program, name] : {std::pair{QZNDS_BINARY, "qznds"}, {QZNDS_SIM_BINARY, "qznds-sim"}}) {
+    const RunResult run = run_program(program, {"--version"});
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_EQ(run.out, name + (" " + version) + " (library " + version + ")\n");
+  }
+}
+
+// The completion script, run by bash: after get and set it offers exactly the
+// settings `qznds settings` lists as readable and writable.
+TEST(CliHelp, BashCompletionOffersEverySettingName) {
+  const RunResult script = run_qznds({"--completion", "bash"});
+  ASSERT_EQ(script.exit_code, 0) << script.err;
+  const std::string file = write_temp_file("completion.bash", script.out);
+  const json listed = run_qznds({"--json", "settings"}).json()["settings"];
+  for (const std::string &command : {std::string("get"), std::string("set")}) {
+    SCOPED_TRACE(command);
+    const RunResult offered = run_program(
+        "/bin/bash", {"-c", "source " + file + "; COMP_WORDS=(qznds --simulate " + command +
+                                " ''); COMP_CWORD=3; _qznds; printf '%s\\n' \"${COMPREPLY[@]}\""});
+    ASSERT_EQ(offered.exit_code, 0) << offered.err;
+    std::string expected;
+    for (const auto &s : listed) {
+      if (s[command == "get" ? "readable" : "writable"] == true)
+        expected += s["name"].get<std::string>() + "\n";
+    }
+    EXPECT_EQ(offered.out, expected);
+  }
+  unlink(file.c_str());
 }
 
 }  // namespace

@@ -79,13 +79,15 @@ TEST_P(CliDeviceFailure, ExitsWithItsCodeAndSaysWhatHappened) {
 INSTANTIATE_TEST_SUITE_P(
     Cases, CliDeviceFailure,
     ::testing::Values(
+        // Refused by the device's own range check, which the message names.
         DeviceFailure{"refused",
                       "refused",
                       kRefused,
-                      {.code = 3},
-                      {"set", "framerate", "30"},
-                      "set framerate: the device refused the request (response code 3, device ADDR)",
-                      3},
+                      {},
+                      {"set", "framerate", "61"},
+                      "set framerate: the device refused the request (response code 2, device ADDR); the "
+                      "device accepts 1..60",
+                      2},
         // The MQTT exports return true whatever the answer was.
         DeviceFailure{"bad_answer",
                       "bad_answer",
@@ -187,6 +189,9 @@ TEST(CliUsage, MistakesOnTheCommandLineAreUsageErrors) {
       {{"get", "brightness"}, "unknown setting \"brightness\""},
       {{"get", "system-time"}, "cannot be read"},
       {{"--device", "127.0.0.1", "info"}, "--device"},
+      {{"frobnicate"}, "unknown command: frobnicate"},
+      {{"--frob", "info"}, "unknown option: --frob"},
+      {{"get", "framerate", "extra"}, "unexpected argument: extra"},
   };
   for (const auto &[args, says] : cases) {
     std::vector<std::string> full = {"--json", "--simulate"};
@@ -215,7 +220,7 @@ TEST(CliUsage, StateFileProblemsAndSimulatorMistakesSayWhatIsWrongInOneLine) {
       {sim, {"--print-state", "--state", dir}, kUsage, "state file " + dir + ": cannot read: is a directory"},
       {sim, {"--print-state", "--state", bad_json}, kUsage, "not valid JSON"},
       {sim, {"--print-state", "--state", unknown_key}, kUsage, "unknown key \"framerat\""},
-      {sim, {"--bogus"}, kUsage, "--bogus"},
+      {sim, {"--bogus"}, kUsage, "unknown option: --bogus"},
       {sim, {"--reboot-time", "-1"}, kUsage, "--reboot-time"},
       {sim, {"--print-state", "--listen", "127.0.0.1:70000"}, kUsage, "bad --listen"},
       {sim, {"--print-state", "--fault", "all:bogus"}, kUsage, "--fault all:bogus"},

@@ -63,6 +63,8 @@ inline RunResult run_program(const std::string &program, const std::vector<std::
 
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
+  // No terminal on stdin, as in scripts (reboot asks on a terminal).
+  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_addopen(&actions, 1, out_path.c_str(), O_WRONLY | O_TRUNC, 0);
   posix_spawn_file_actions_addopen(&actions, 2, err_path.c_str(), O_WRONLY | O_TRUNC, 0);
   const auto start = std::chrono::steady_clock::now();

@@ -1,5 +1,7 @@
 // The simulated device's refusals on the wire: bad payloads, unknown commands and
 // malformed frames get non-zero codes and change nothing.
+#include <sstream>
+
 #include "sim_client.h"
 
 namespace qz::sim::test {
@@ -74,6 +76,44 @@ TEST_F(SimCommands, RefusesBadRequestsAndKeepsTheState) {
   EXPECT_EQ(c->exchange(169, 179, seq++).payload, Bytes{3});
   EXPECT_EQ(c->exchange(169, 128, seq++, {}).code, 2);
   EXPECT_EQ(c->exchange(169, 158, seq++, hex("00 00 00")).code, 2);
+}
+
+// A block in the tools' layout shows as the time it holds, in the log and the
+// state JSON; any other 20 bytes are kept as they came and show as no time.
+TEST_F(SimCommands, SystemTimeBlockShowsTheTimeItWasSetTo) {
+  // 2026-03-01 is a Sunday (weekday 0).
+  const Bytes tools_layout = hex("07 ea 00 03 00 01 00 0c 00 22 00 38 00 fa 00 00 00 00 00 00");
+  auto with = [&](std::size_t at, uint8_t value) {
+    Bytes b = tools_layout;
+    b[at] = value;
+    return b;
+  };
+  const std::vector<std::pair<Bytes, std::string>> cases = {
+      {tools_layout, "2026-03-01T12:34:56.250"},
+      {with(15, 1), ""},   // wrong weekday
+      {with(3, 13), ""},   // month 13
+      {with(5, 32), ""},   // day 32
+      {with(19, 1), ""},   // trailing byte set
+      {Bytes(20, 0), ""},  // year 0
+  };
+  std::ostringstream log;
+  sim_->set_log(&log);
+  auto c = connect();
+  uint32_t seq = 1;
+  for (const auto &[block, text] : cases) {
+    SCOPED_TRACE(text.empty() ? "another layout" : text);
+    log.str("");
+    ASSERT_EQ(c->exchange(169, 136, seq++, block).code, 0);
+    const DeviceState state = sim_->state();
+    EXPECT_EQ(Bytes(state.system_time.begin(), state.system_time.end()), block);
+    const auto shown = state_to_json(state)["system_time_text"];
+    EXPECT_EQ(shown, text.empty() ? nlohmann::json() : nlohmann::json(text));
+    EXPECT_NE(
+        log.str().find(text.empty() ? "system time block in another layout" : "system time set to " + text),
+        std::string::npos)
+        << log.str();
+  }
+  sim_->set_log(nullptr);
 }
 
 TEST_F(SimCommands, MalformedFramesAreAnsweredWithNonZeroCodes) {

@@ -27,14 +27,20 @@ static_assert(kIdentityTextMax == wire::machine_record::kIdentityTextWidth &&
               kIpTextMax == wire::machine_record::kIpTextWidth &&
               kChannelNameMax == wire::machine_record::kMaxNameLength);
 
+Reply answer(uint8_t code, std::vector<uint8_t> payload = {}) {
+  Reply reply;
+  reply.code = code;
+  reply.payload = std::move(payload);
+  return reply;
+}
 Reply ok(std::vector<uint8_t> payload = {}) {
-  return Reply{kCodeOk, std::move(payload), false, std::nullopt};
+  return answer(kCodeOk, std::move(payload));
 }
 Reply bad_payload() {
-  return Reply{kCodeBadPayload, {}, false, std::nullopt};
+  return answer(kCodeBadPayload);
 }
 Reply unsupported() {
-  return Reply{kCodeUnsupported, {}, false, std::nullopt};
+  return answer(kCodeUnsupported);
 }
 
 // OSD item id of each item sub command of main 168.
@@ -165,8 +171,13 @@ Reply handle_setting(DeviceState &s, uint8_t sub, const uint8_t *p, std::size_t 
   switch (sub) {
     case setting::kSystemTime:
       if (n != kSystemTimeSize) return bad_payload();
-      std::copy(p, p + n, s.system_time.begin());
-      return ok();
+      {
+        std::copy(p, p + n, s.system_time.begin());
+        const std::string time = system_time_text(s.system_time);
+        Reply reply = ok();
+        reply.note = time.empty() ? "system time block in another layout" : "system time set to " + time;
+        return reply;
+      }
     case setting::kSetIpInfo:
       return set_ip_info(s, p, n, strict);
     case setting::kVisualSn:

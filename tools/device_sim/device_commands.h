@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "device_state.h"
@@ -29,6 +30,8 @@ struct Reply {
   // Sub command of the answer when it is not the request's own: the device
   // confirms account and passive wireless writes with the read's answer.
   std::optional<uint8_t> answer_sub;
+  // What the request changed, for the log, where the bytes do not say it.
+  std::string note;
 };
 
 // Handles one request. Set commands validate and store; queries answer from

@@ -233,8 +233,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
     }
 
     std::vector<uint8_t> bytes = build_answer(fault, reply, main, sub, seq, payload, payload_size);
-    if (sim_.logging())
-      log_exchange(main, sub, seq, payload, payload_size, reply.code, bytes, fault, refusal);
+    if (sim_.logging()) log_exchange(main, sub, seq, payload, payload_size, reply, bytes, fault, refusal);
     if (fault && fault->no_answer) {
       if (reply.reboot) sim_.begin_reboot();
       return;
@@ -363,12 +362,12 @@ class Connection : public std::enable_shared_from_this<Connection> {
   }
 
   void log_exchange(uint8_t main, uint8_t sub, uint32_t seq, const uint8_t *payload, std::size_t payload_size,
-                    uint8_t code, const std::vector<uint8_t> &answer, const std::optional<Fault> &fault,
+                    const Reply &reply, const std::vector<uint8_t> &answer, const std::optional<Fault> &fault,
                     const char *refusal) {
     std::ostringstream line;
     line << '#' << id_ << ' ' << peer_ << ' ' << unsigned{main} << '/' << unsigned{sub} << " seq=" << seq
          << " in[" << payload_size << "]=" << to_hex(payload, payload_size, kLogPayloadBytes)
-         << " -> code=" << unsigned{code};
+         << " -> code=" << unsigned{reply.code};
     if (answer.size() >= wire::kFrameOverhead &&
         !(fault && (fault->raw || fault->raw_hook || fault->garbage))) {
       const std::size_t n = answer.size() - wire::kFrameOverhead;
@@ -378,6 +377,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
            << "]=" << to_hex(answer.data(), answer.size(), kLogPayloadBytes);
     }
     if (refusal) line << " refused: " << refusal;
+    if (!reply.note.empty()) line << ' ' << reply.note;
     if (fault) line << " fault{" << describe_fault(*fault) << '}';
     sim_.log_line(line.str());
   }

@@ -9,6 +9,9 @@ namespace {
 
 using nlohmann::json;
 
+// The key of a time block's text: the block's key and this.
+constexpr const char *kTimeTextSuffix = "_text";
+
 // True when the JSON serialiser accepts the text as it is (valid UTF-8).
 bool dumps_as_string(const std::string &text) {
   try {
@@ -36,9 +39,10 @@ class ToJson {
   void bytes(const char *key, std::vector<uint8_t> &value, std::size_t) {
     out_[key] = to_hex(value.data(), value.size());
   }
-  template <std::size_t N>
-  void block(const char *key, std::array<uint8_t, N> &value) {
-    out_[key] = to_hex(value.data(), N);
+  void time_block(const char *key, SystemTimeBlock &value) {
+    out_[key] = to_hex(value.data(), value.size());
+    const std::string text = system_time_text(value);
+    out_[std::string(key) + kTimeTextSuffix] = text.empty() ? json(nullptr) : json(text);
   }
   template <std::size_t N>
   void texts(const char *key, std::array<std::string, N> &values, std::size_t) {
@@ -96,12 +100,14 @@ class FromJson {
     if (parsed.size() > max) return fail(key, "is longer than " + std::to_string(max) + " bytes");
     value = std::move(parsed);
   }
-  template <std::size_t N>
-  void block(const char *key, std::array<uint8_t, N> &value) {
+  // The block only: its text is derived from it.
+  void time_block(const char *key, SystemTimeBlock &value) {
+    known_.insert(std::string(key) + kTimeTextSuffix);
     std::vector<uint8_t> parsed(value.begin(), value.end());
-    bytes(key, parsed, N);
+    bytes(key, parsed, value.size());
     if (!ok_ || !find(key)) return;
-    if (parsed.size() != N) return fail(key, "expects exactly " + std::to_string(N) + " bytes");
+    if (parsed.size() != value.size())
+      return fail(key, "expects exactly " + std::to_string(value.size()) + " bytes");
     std::copy(parsed.begin(), parsed.end(), value.begin());
   }
   template <std::size_t N>

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "commands.h"
+#include "system_time.h"
 
 namespace qz::sim {
 
@@ -24,7 +25,6 @@ inline constexpr std::size_t kChannelNameMax = 255;
 inline constexpr std::size_t kGb28181TextMax = 63;
 inline constexpr std::size_t kDomainMax = 128;
 inline constexpr std::size_t kAccountInfoMax = 4096;
-inline constexpr std::size_t kSystemTimeSize = 20;
 inline constexpr std::size_t kOsdItemCount = 12;
 inline constexpr std::size_t kIpTextCount = 5;
 
@@ -72,7 +72,7 @@ struct DeviceState {
   uint8_t default_palette = 0;
   uint8_t framerate = 25;
   uint8_t len_adjust_method = 0;
-  std::array<uint8_t, kSystemTimeSize> system_time{};  // last block received, opaque
+  SystemTimeBlock system_time{};  // last block received, in any layout
 
   // OSD: twelve items by id, item 8 carrying the channel name.
   std::array<OsdItem, kOsdItemCount> osd_items = default_osd_items();
@@ -235,7 +235,7 @@ void visit_fields(DeviceState &s, Visitor &v) {
   v.number("default_palette", s.default_palette);
   v.number("framerate", s.framerate);
   v.number("len_adjust_method", s.len_adjust_method);
-  v.block("system_time", s.system_time);
+  v.time_block("system_time", s.system_time);
   v.osd_items("osd_items", s.osd_items);
   v.text("channel_name", s.channel_name, kChannelNameMax);
   v.text("visual_ip", s.visual_ip, kLinkTextMax);
@@ -275,7 +275,9 @@ void visit_fields(DeviceState &s, Visitor &v) {
 
 // JSON form of a state. Texts are JSON strings when they are valid UTF-8 and
 // {"hex": "..."} otherwise, so any byte string survives a round trip; byte
-// blocks (account info, system time) are hex strings.
+// blocks (account info, system time) are hex strings. Beside the system time
+// block, "system_time_text" shows the time it holds in the tools' layout
+// (null for another layout); it is written for people and ignored when read.
 nlohmann::json state_to_json(const DeviceState &state);
 
 // Reads a state from JSON. Keys that are missing keep the values `state`

@@ -15,6 +15,7 @@
 
 #include "device_sim.h"
 #include "qz_net_dev_setting.h"
+#include "usage_message.h"
 
 namespace {
 
@@ -72,7 +73,9 @@ int main(int argc, char **argv) {
 
   CLI::App app{"Simulated qz_nds camera device: answers every command of the device protocol over TCP."};
   app.footer(fault_grammar_help());
-  app.set_version_flag("--version", std::string("qznds-sim " QZ_NDS_VERSION_STRING),
+  // Built with the library's sources and version; it does not load the library.
+  app.set_version_flag("--version",
+                       std::string("qznds-sim " QZ_NDS_VERSION_STRING " (library " QZ_NDS_VERSION_STRING ")"),
                        "Print the version and exit");
   std::string listen = "127.0.0.1:" + std::to_string(kDefaultPort);
   std::string state_file;
@@ -100,7 +103,7 @@ int main(int argc, char **argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &e) {
     if (e.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) return app.exit(e);  // help, version
-    return fail(kExitUsage, std::string(e.what()) + " (see qznds-sim --help)");
+    return fail(kExitUsage, usage_message(e, app) + " (see qznds-sim --help)");
   }
 
   // Everything given is checked before anything starts.

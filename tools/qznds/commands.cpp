@@ -1,8 +1,16 @@
 #include "commands.h"
 
 #include <chrono>
+#include <cstdio>
+#include <iostream>
 #include <optional>
+#include <string>
 #include <thread>
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
 
 #include "device.h"
 #include "errors.h"
@@ -77,6 +85,26 @@ Json keep_alive(Device &d, const CommandLine &line, const Output &out) {
       {"command", "keep-alive"}, {"device", d.address()}, {"sent", line.count}, {"interval", line.interval}};
 }
 
+bool stdin_is_terminal() {
+#ifdef _WIN32
+  return _isatty(_fileno(stdin)) != 0;
+#else
+  return isatty(STDIN_FILENO) != 0;
+#endif
+}
+
+// A reboot typed at a terminal is asked about first; scripts (stdin not a
+// terminal) and --yes go ahead.
+void confirm_reboot(const CommandLine &line) {
+  if (line.yes || !stdin_is_terminal()) return;
+  const std::string target = line.simulate ? "the simulated device" : line.device;
+  std::cerr << "Reboot " << target << "? [y/N] " << std::flush;
+  std::string answer;
+  std::getline(std::cin, answer);
+  if (answer == "y" || answer == "Y" || answer == "yes") return;
+  throw ToolError(ErrorKind::failed, "reboot not confirmed: nothing was sent");
+}
+
 // The setting of get/set, checked before any device is contacted.
 const Setting &chosen_setting(const CommandLine &line) {
   const Setting *s = find_setting(line.setting);
@@ -127,6 +155,7 @@ int run(const CommandLine &line) {
     }
     std::optional<PreparedWrite> write;
     if (line.command == "set") write = setting->prepare(line.values);
+    if (line.command == "reboot") confirm_reboot(line);
 
     SdkLog log(line.verbose);
     std::optional<Simulator> sim;

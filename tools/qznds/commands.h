@@ -18,6 +18,7 @@ struct CommandLine {
   Args values;
   double interval = 10.0;  // keep-alive: seconds between messages
   int count = 1;           // keep-alive: messages to send
+  bool yes = false;        // reboot: no question on a terminal
 };
 
 // Runs the command, prints its result or error, returns the exit code.

@@ -6,9 +6,11 @@
 #include <string_view>
 
 #include "commands.h"
+#include "completion.h"
 #include "errors.h"
 #include "output.h"
 #include "qz_nds_ext.h"
+#include "usage_message.h"
 
 #ifndef QZNDS_PROJECT_VERSION
 #error "QZNDS_PROJECT_VERSION comes from the project version (tools/qznds/CMakeLists.txt)"
@@ -29,7 +31,8 @@ void add_commands(CLI::App &app, CommandLine &line) {
   auto *set = app.add_subcommand("set", "Change one setting");
   set->add_option("name", line.setting, "Setting name (listed below)")->required();
   set->add_option("values", line.values, "The new value(s), in the setting's form")->required();
-  app.add_subcommand("reboot", "Ask the device to restart (not waited for)");
+  app.add_subcommand("reboot", "Ask the device to restart (not waited for)")
+      ->add_flag("-y,--yes", line.yes, "Do not ask first (the tool asks only when stdin is a terminal)");
   auto *keep_alive = app.add_subcommand("keep-alive", "Send keep-alive messages");
   keep_alive->add_option("--interval", line.interval, "Seconds between messages (0 to 3600)")
       ->check(CLI::Range(0.0, 3600.0))
@@ -49,12 +52,12 @@ bool wants_json(int argc, char **argv) {
   return false;
 }
 
-int usage_error(const CLI::ParseError &error, bool json) {
-  const qznds::ToolError tool_error(qznds::ErrorKind::usage, error.what());
+int usage_error(const std::string &message, bool json) {
+  const qznds::ToolError tool_error(qznds::ErrorKind::usage, message);
   if (json) {
     qznds::Output(true).failure("", tool_error);
   } else {
-    std::cerr << "qznds: " << error.what() << "\nRun 'qznds --help' for the commands and settings.\n";
+    std::cerr << "qznds: " << message << "\nRun 'qznds --help' for the commands and settings.\n";
   }
   return qznds::exit_code(qznds::ErrorKind::usage);
 }
@@ -86,12 +89,19 @@ int main(int argc, char **argv) {
   add_commands(app, line);
   app.footer(qznds::help_footer());
 
+  // Hidden: the build writes the installed completion script with it.
+  if (argc == 3 && std::strcmp(argv[1], "--completion") == 0) {
+    if (std::strcmp(argv[2], "bash") != 0)
+      return usage_error(std::string("no completion for ") + argv[2], false);
+    std::cout << qznds::bash_completion(app);
+    return qznds::kExitOk;
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
       return app.exit(error);  // help, version
-    return usage_error(error, wants_json(argc, argv));
+    return usage_error(qz::sim::usage_message(error, app), wants_json(argc, argv));
   }
   line.command = app.get_subcommands().front()->get_name();
   return qznds::run(line);

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <limits>
 
+#include "device_state.h"
 #include "errors.h"
 
 namespace qznds {
@@ -38,6 +39,16 @@ constexpr int kChannelNameItem = 8;
 constexpr long long kU8Max = 255;
 constexpr long long kU16Max = 65535;
 constexpr long long kU32Max = std::numeric_limits<uint32_t>::max();
+
+// What the device accepts of the numeric settings, as the simulated device
+// models it.
+std::string range(int lo, int hi) {
+  return std::to_string(lo) + ".." + std::to_string(hi);
+}
+const std::string kLinkCounts = range(0, qz::sim::kLinkCountMax);
+const std::string kFramerates = range(qz::sim::kFramerateMin, qz::sim::kFramerateMax);
+const std::string kPalettes = range(0, qz::sim::kPaletteMax);
+const std::string kLensMethods = range(0, qz::sim::kLensMethodMax);
 
 std::string what(std::string_view verb, std::string_view name) {
   return std::string(verb) + " " + std::string(name);
@@ -96,12 +107,13 @@ Setting flag(std::string name, std::string_view family, std::string help, SetByt
 
 // One unsigned byte.
 Setting byte(std::string name, std::string_view family, std::string help, SetByte set, GetByte get,
-             bool cached) {
+             bool cached, std::string accepts = "") {
   Setting s{.name = std::move(name),
             .family = std::string(family),
             .form = "0..255",
             .help = std::move(help),
-            .get_needs_record = cached};
+            .get_needs_record = cached,
+            .device_accepts = std::move(accepts)};
   s.get = [name = s.name, get](Device &d) {
     uint8_t value = 0;
     d.call(what("get", name), [&](qz_nds_handle h) { return get(h, &value); });
@@ -118,12 +130,14 @@ Setting byte(std::string name, std::string_view family, std::string help, SetByt
 
 // A 32-bit value of which only the low byte travels; the record brings it
 // back as a signed byte, so the signed byte range is what round-trips.
-Setting signed_byte(std::string name, std::string_view family, std::string help, SetSigned set, GetBits get) {
+Setting signed_byte(std::string name, std::string_view family, std::string help, SetSigned set, GetBits get,
+                    std::string accepts) {
   Setting s{.name = std::move(name),
             .family = std::string(family),
             .form = "-128..127",
             .help = std::move(help),
-            .get_needs_record = true};
+            .get_needs_record = true,
+            .device_accepts = std::move(accepts)};
   s.get = [name = s.name, get](Device &d) {
     uint32_t bits = 0;
     d.call(what("get", name), [&](qz_nds_handle h) { return get(h, &bits); });
@@ -560,17 +574,19 @@ std::vector<Setting> build_table() {
       toggle("center-rectangle", sw, "centre rectangle overlay", qz_nds_display_center_rectangle,
              qz_nds_hide_center_rectangle, qz_nds_is_display_center_rectangle, true),
 
-      byte("ps-link-count", num, "ps link count", qz_nds_set_ps_link_count, qz_nds_get_ps_link_count, true),
-      byte("ad-link-count", num, "ad link count", qz_nds_set_ad_link_count, qz_nds_get_ad_link_count, true),
+      byte("ps-link-count", num, "ps link count", qz_nds_set_ps_link_count, qz_nds_get_ps_link_count, true,
+           kLinkCounts),
+      byte("ad-link-count", num, "ad link count", qz_nds_set_ad_link_count, qz_nds_get_ad_link_count, true,
+           kLinkCounts),
       byte("visual-link-count", num, "visual camera link count", qz_nds_set_visual_link_count,
-           qz_nds_get_visual_link_count, true),
+           qz_nds_get_visual_link_count, true, kLinkCounts),
       byte("ptz-link-count", num, "ptz link count", qz_nds_set_ptz_link_count, qz_nds_get_ptz_link_count,
-           true),
+           true, kLinkCounts),
       signed_byte("default-palette", num, "default palette", qz_nds_set_default_palette,
-                  qz_nds_get_default_palette),
-      byte("framerate", num, "frame rate", qz_nds_set_framerate, qz_nds_get_framerate, true),
+                  qz_nds_get_default_palette, kPalettes),
+      byte("framerate", num, "frame rate", qz_nds_set_framerate, qz_nds_get_framerate, true, kFramerates),
       signed_byte("len-adjust-method", num, "lens adjust method (-1: not known)",
-                  qz_nds_set_len_adjust_method, qz_nds_get_len_adjust_method),
+                  qz_nds_set_len_adjust_method, qz_nds_get_len_adjust_method, kLensMethods),
       system_time(),
 
       ip_info(),
@@ -651,6 +667,11 @@ void write_setting(Device &device, const Setting &setting, const PreparedWrite &
   try {
     write.send(device);
   } catch (const ToolError &error) {
+    if (error.kind() == ErrorKind::refused && !setting.device_accepts.empty()) {
+      throw ToolError(error.kind(),
+                      std::string(error.what()) + "; the device accepts " + setting.device_accepts,
+                      error.response_code());
+    }
     // The device answered in time with response code 0; whether it took the
     // value is then told by the value itself.
     if (!setting.confirm_by_reading || error.kind() != ErrorKind::bad_answer) throw;

@@ -32,6 +32,9 @@ struct Setting {
   // the write's own sub command, though the device took the value; such a
   // write is confirmed by reading the value back.
   bool confirm_by_reading = false;
+  // The values the device accepts where they are narrower than the form
+  // ("1..60"), said when it refuses a write; empty when not known.
+  std::string device_accepts{};
   std::function<Json(Device &)> get{};                   // empty: cannot be read
   std::function<PreparedWrite(const Args &)> prepare{};  // empty: cannot be written; throws bad_value
 

@@ -42,11 +42,6 @@ bool from_hex(std::string_view text, std::string &out) {
   return true;
 }
 
-void store_be16(uint8_t *p, int value) {
-  p[0] = static_cast<uint8_t>((value >> 8) & 0xFF);
-  p[1] = static_cast<uint8_t>(value & 0xFF);
-}
-
 CivilTime local_now() {
   using namespace std::chrono;
   const auto now = system_clock::now();
@@ -72,19 +67,8 @@ bool parse_civil(const std::string &text, CivilTime &out) {
     return false;
   }
   if (static_cast<std::size_t>(consumed) != text.size() || (sep != 'T' && sep != ' ')) return false;
-  const std::chrono::year_month_day date{std::chrono::year{y}, std::chrono::month(static_cast<unsigned>(mo)),
-                                         std::chrono::day(static_cast<unsigned>(d))};
-  if (!date.ok() || y < 1970 || y > 2099 || h > 23 || mi > 59 || s > 59 || h < 0 || mi < 0 || s < 0)
-    return false;
   out = CivilTime{y, mo, d, h, mi, s, 0};
-  return true;
-}
-
-std::string format_civil(const CivilTime &t) {
-  char text[80];  // room for any int in every field
-  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d", t.year, t.month, t.day, t.hour, t.minute,
-                t.second);
-  return text;
+  return qz::sim::valid_time(out);
 }
 
 }  // namespace
@@ -165,23 +149,12 @@ std::string to_hex(const uint8_t *data, std::size_t size) {
   return out;
 }
 
-SystemTimeBlock time_block(const CivilTime &t) {
-  using namespace std::chrono;
-  const year_month_day date{year{t.year}, month(static_cast<unsigned>(t.month)),
-                            day(static_cast<unsigned>(t.day))};
-  const int weekday = static_cast<int>(std::chrono::weekday(sys_days(date)).c_encoding());
-  SystemTimeBlock block{};
-  const int fields[] = {t.year, t.month, t.day, t.hour, t.minute, t.second, t.millisecond, weekday};
-  for (std::size_t i = 0; i < std::size(fields); ++i) store_be16(block.data() + 2 * i, fields[i]);
-  return block;
-}
-
 SystemTimeBlock parse_system_time(const std::string &text, std::string_view label, std::string &shown) {
   constexpr std::string_view kForm = "now, YYYY-MM-DDTHH:MM:SS (1970..2099) or hex: and 40 hex digits";
   if (lower(text) == "now") {
     const CivilTime now = local_now();
-    shown = format_civil(now);
-    return time_block(now);
+    shown = qz::sim::format_time(now, false);
+    return qz::sim::encode_system_time(now);
   }
   if (text.rfind("hex:", 0) == 0) {
     std::string bytes;
@@ -195,8 +168,8 @@ SystemTimeBlock parse_system_time(const std::string &text, std::string_view labe
   }
   CivilTime time{};
   if (!parse_civil(text, time)) bad_value(label, text, kForm);
-  shown = format_civil(time);
-  return time_block(time);
+  shown = qz::sim::format_time(time, false);
+  return qz::sim::encode_system_time(time);
 }
 
 }  // namespace qznds

@@ -3,13 +3,14 @@
 // JSON form of device texts and byte blocks.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "system_time.h"
 
 namespace qznds {
 
@@ -31,20 +32,15 @@ Json text_json(std::string_view bytes);
 std::string text_bytes(const Json &value);
 std::string to_hex(const uint8_t *data, std::size_t size);
 
-// The 20-byte system time block. Its layout belongs to the device; for "now"
-// and a given time the tool fills it as eight big-endian 16-bit fields (year,
-// month, day, hour, minute, second, millisecond, weekday with 0 = Sunday)
-// followed by four zero bytes. "hex:" and 40 hex digits give any other layout.
-inline constexpr std::size_t kSystemTimeSize = 20;
-using SystemTimeBlock = std::array<uint8_t, kSystemTimeSize>;
+// The 20-byte system time block, in the tools' layout (system_time.h) for
+// "now" (the local clock) and "YYYY-MM-DDTHH:MM:SS"; "hex:" and 40 hex
+// digits give any other layout.
+using qz::sim::CivilTime;
+using qz::sim::kSystemTimeSize;
+using qz::sim::SystemTimeBlock;
 
-struct CivilTime {
-  int year, month, day, hour, minute, second, millisecond;
-};
-
-// "now" (the local clock), "YYYY-MM-DDTHH:MM:SS" or "hex:" + 40 hex digits.
-// `shown` receives the time as text ("" for a hex block).
+// "now", "YYYY-MM-DDTHH:MM:SS" or "hex:" + 40 hex digits. `shown` receives
+// the time as text ("" for a hex block).
 SystemTimeBlock parse_system_time(const std::string &text, std::string_view label, std::string &shown);
-SystemTimeBlock time_block(const CivilTime &time);
 
 }  // namespace qznds
