@@ -78,8 +78,16 @@
 extern "C" {
 #endif
 
-/** @brief Opaque session handle (pointer-sized), made by qz_nds_init(). */
-typedef void *qz_nds_handle;
+/** @brief A session, known to applications only by its handle. */
+struct qz_nds_session;
+/**
+ * @brief Opaque session handle (pointer-sized), made by qz_nds_init().
+ *
+ * A pointer to an incomplete type, so that a pointer of another type passed
+ * in its place does not compile silently; its size and representation are
+ * those of any object pointer.
+ */
+typedef struct qz_nds_session *qz_nds_handle;
 
 /* ---- Lifecycle and connection ------------------------------------------ */
 /**

@@ -28,7 +28,7 @@ QZ_NDS_API bool qz_nds_init(qz_nds_handle *handle_out) {
     *handle_out = nullptr;
     return lifecycle_outcome(false, QZ_NDSX_INIT_FAILED);
   }
-  *handle_out = session->get_handle();
+  *handle_out = static_cast<qz_nds_handle>(session->get_handle());
   const bool ok = session->init();
   session->record_outcome(qz::nds::CallError{ok ? QZ_NDSX_OK : QZ_NDSX_INIT_FAILED});
   return ok;

@@ -71,7 +71,8 @@ TEST(Lifecycle, ForeignOrNullHandlesAreRefusedWithoutALogLine) {
     explicit Tagged(const char *tag) : _QZBaseObject(tag) {}
   } foreign("other_object"), longer("net_dev_setting_and_more");
   EXPECT_TRUE(nds::check_type_tag(longer.get_handle(), nds::kTypeTag));
-  for (void *handle : {static_cast<void *>(nullptr), foreign.get_handle()}) {
+  for (auto *handle :
+       {static_cast<qz_nds_handle>(nullptr), static_cast<qz_nds_handle>(foreign.get_handle())}) {
     EXPECT_FALSE(qz_nds_connect(handle, "device"));
     EXPECT_FALSE(qz_nds_disconnect(handle));
     EXPECT_FALSE(qz_nds_get_machine_config_info(handle));
