@@ -1,6 +1,6 @@
 # Installation and packaging: headers, the four shared libraries, the
 # executables, a CMake package (find_package(qz_nds CONFIG)), a pkg-config
-# file and, on Linux, a Debian package through CPack.
+# file and, on Windows, the zip through CPack.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -106,36 +106,22 @@ install(CODE "
 ")
 install(FILES ${PROJECT_BINARY_DIR}/qz_nds.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-# ---- Debian package ---------------------------------------------------------
+# ---- Windows zip ------------------------------------------------------------
 
-set(CPACK_PACKAGE_NAME qz-nds)
-set(CPACK_PACKAGE_VENDOR "qz_nds developers")
-set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "SDK to configure networked infrared cameras over TCP")
-set(CPACK_PACKAGE_DESCRIPTION
-    "The qz_net_dev_setting shared library with its platform libraries (qz_net, qz_log, qz_common), \
-the C header, CMake and pkg-config files, and the qznds-sim simulated camera device.")
-set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
-if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
-  set(CPACK_GENERATOR DEB)
-  set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-  # Install with DESTDIR so that CMAKE_INSTALL_PREFIX is /usr while the
-  # pkg-config file is written.
-  set(CPACK_SET_DESTDIR ON)
-  set(CPACK_DEBIAN_PACKAGE_MAINTAINER "qz_nds developers")
-  set(CPACK_DEBIAN_PACKAGE_SECTION libs)
-  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-  find_program(QZ_NDS_DPKG_SHLIBDEPS dpkg-shlibdeps)
-  if(QZ_NDS_DPKG_SHLIBDEPS)
-    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-    # The package's own libraries depend on each other; they are found here.
-    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_LIBRARY_OUTPUT_DIRECTORY})
-  endif()
-elseif(WIN32)
-  # The zip an integrator downloads: DLLs and programs in bin, import
-  # libraries and the .def in lib, the headers in include.
+# The Debian packages come from debian/ (scripts/package); CPack makes the
+# zip an integrator downloads: DLLs and programs in bin, import libraries and
+# the .def in lib, the headers in include, the README, changes and license at
+# the top. Installed stripped.
+if(WIN32)
+  install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${PROJECT_SOURCE_DIR}/LICENSE
+          DESTINATION .)
+  set(CPACK_PACKAGE_NAME qz-nds)
+  set(CPACK_PACKAGE_VENDOR "qz_nds developers")
+  set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+  set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
   set(CPACK_GENERATOR ZIP)
   set(CPACK_PACKAGE_FILE_NAME qz-nds-${PROJECT_VERSION}-win64)
   set(CPACK_INCLUDE_TOPLEVEL_DIRECTORY ON)
+  set(CPACK_STRIP_FILES ON)
+  include(CPack)
 endif()
-include(CPack)
