@@ -12,7 +12,7 @@ foreach(tool qznds-sim qznds)
   endif()
 endforeach()
 set(QZ_NDS_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/qz_nds)
-# The platform headers have generic names; they get a folder of their own.
+# The headers get a folder of their own (the platform ones have generic names).
 set(QZ_NDS_PLATFORM_INCLUDEDIR ${CMAKE_INSTALL_INCLUDEDIR}/qz_nds)
 
 # ---- Targets ----------------------------------------------------------------
@@ -65,7 +65,16 @@ if(QZ_NDS_EXECUTABLES)
   install(TARGETS ${QZ_NDS_EXECUTABLES} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 
-install(FILES ${PROJECT_SOURCE_DIR}/include/qz_net_dev_setting.h ${PROJECT_SOURCE_DIR}/include/qz_nds_ext.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# The public headers live in include/qz_nds/ beside the platform ones; a
+# header of the same name at the old place includes it, so that both
+# #include "qz_net_dev_setting.h" and <qz_nds/qz_net_dev_setting.h> work.
+foreach(header qz_net_dev_setting.h qz_nds_ext.h)
+  install(FILES ${PROJECT_SOURCE_DIR}/include/${header} DESTINATION ${QZ_NDS_PLATFORM_INCLUDEDIR})
+  file(WRITE ${PROJECT_BINARY_DIR}/compat-include/${header}
+       "/* ${header} is installed in qz_nds/; this one keeps the old include path working. */\n"
+       "#include \"qz_nds/${header}\"\n")
+  install(FILES ${PROJECT_BINARY_DIR}/compat-include/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+endforeach()
 if(WIN32)
   # With the export list, MSVC users make an import library: lib /def:qz_net_dev_setting.def
   install(FILES ${PROJECT_SOURCE_DIR}/src/net_dev_setting/qz_net_dev_setting.def DESTINATION ${CMAKE_INSTALL_LIBDIR})

@@ -1,4 +1,7 @@
-/* qz_common: process information of the maker's platform libraries. */
+/**
+ * @file qz_common.h
+ * @brief qz_common: process information of the platform libraries.
+ */
 #ifndef QZ_COMMON_H
 #define QZ_COMMON_H
 
@@ -6,19 +9,26 @@
 
 #include "qz_export.h"
 
+/** @cond */
 #ifdef QZ_COMMON_BUILDING
 #define QZ_COMMON_API QZ_DLL_EXPORT
 #else
 #define QZ_COMMON_API QZ_DLL_IMPORT
 #endif
+/** @endcond */
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/* Writes the directory of the running executable, NUL-terminated, into buffer.
-   *size holds the buffer's capacity on entry and the text's length on return.
-   Returns 0 on success. */
+/**
+ * @brief Writes the folder of the running executable into @p buffer.
+ *
+ * @param buffer Receives the path, NUL-terminated.
+ * @param size The capacity of @p buffer on entry; the path's length on
+ *             return.
+ * @return 0 on success; non-zero when the path is unknown or does not fit.
+ */
 QZ_COMMON_API int qz_get_exe_path(char *buffer, uint32_t *size);
 
 #ifdef __cplusplus
