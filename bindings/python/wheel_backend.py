@@ -51,7 +51,7 @@ def _tag() -> str:
 
 def _metadata() -> str:
     return (
-        f"Metadata-Version: 2.1\nName: {NAME}\nVersion: {_version()}\nSummary: {SUMMARY}\n"
+        f"Metadata-Version: 2.1\nName: {NAME}\nVersion: {_version()}\nSummary: {SUMMARY}\nLicense: MIT\n"
         f"Requires-Python: {REQUIRES_PYTHON}\nClassifier: Programming Language :: Python :: 3\n"
     )
 
