@@ -22,6 +22,13 @@
 #include "test_server.h"
 #include "wire_frame.h"
 
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+#define QZ_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
+#define QZ_SANITIZER 1
+#endif
+#endif
 #if defined(__SANITIZE_ADDRESS__)
 #define QZ_ADDRESS_SANITIZER 1
 #elif defined(__has_feature)
@@ -31,13 +38,6 @@
 #endif
 #if defined(QZ_ADDRESS_SANITIZER)
 extern "C" void __sanitizer_purge_allocator();
-#endif
-#if defined(QZ_ADDRESS_SANITIZER) || defined(__SANITIZE_THREAD__)
-#define QZ_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define QZ_SANITIZER 1
-#endif
 #endif
 
 namespace qz::test {
@@ -71,12 +71,13 @@ void expect_bounded_memory(std::size_t baseline, const std::string &what) {
   EXPECT_LE(now, baseline + kGrowthLimit) << what;
 }
 
-// ---- A device on a raw server ----------------------------------------------
+// ---- A device on the loopback test server ------------------------------------
 
 // The device's end of one connection, for a handler to answer on.
 class Peer {
  public:
-  Peer(qz_test::TestServer &server, qz_test::TestServer::ConnPtr conn) : server_(server), conn_(conn) {}
+  Peer(qz_test::TestServer &server, qz_test::TestServer::ConnPtr conn)
+      : server_(server), conn_(std::move(conn)) {}
 
   bool send(const Bytes &bytes) { return !closed_ && server_.send(conn_, bytes); }
   // Streams n bytes of `pattern` repeated, never holding more than 64 KiB.
