@@ -50,7 +50,7 @@ TEST_F(SimFaultE2E, EachAnswerFaultEndsPromptlyAndOnlyADeliveredRecordReachesThe
       {"another sub", {.sub = 131}, false},
       {"truncated", {.truncate = 200}, false},
       {"delayed", {.delay = 300ms}, true, 300ms},
-      {"in chunks with pauses", {.chunk_size = 16, .chunk_pause = 10ms}, true, 100ms},  // about 18 pauses
+      {"a byte at a time", {.chunk_size = 1, .chunk_pause = 1ms}, true, 200ms},  // about 290 pauses
       {"after garbage", {.garbage = 40}, true},
       {"closed mid answer", {.close_after = 30}, false, 0ms, true},
   };

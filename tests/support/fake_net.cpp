@@ -96,7 +96,7 @@ void FakeNet::reset() {
   sent_.clear();
   init_ok_ = connect_ok_ = send_ok_ = true;
   async_ = false;
-  connect_calls_ = disconnect_calls_ = 0;
+  connect_calls_ = 0;
 }
 
 void FakeNet::set_init_result(bool ok) {
@@ -133,10 +133,6 @@ std::vector<Bytes> FakeNet::sent() const {
 std::size_t FakeNet::connect_calls() const {
   std::lock_guard lock(mutex_);
   return connect_calls_;
-}
-std::size_t FakeNet::disconnect_calls() const {
-  std::lock_guard lock(mutex_);
-  return disconnect_calls_;
 }
 
 bool FakeNet::deliver(const Bytes &bytes) {
@@ -198,7 +194,6 @@ bool FakeNet::send(Client *client, const uint8_t *data, uint32_t length) {
 void FakeNet::disconnect(Client *client) {
   drain_async();
   std::lock_guard lock(mutex_);
-  ++disconnect_calls_;
   client->connected = false;
 }
 

@@ -32,7 +32,6 @@ class FakeNet {
   // Every frame the session sent, in order.
   std::vector<Bytes> sent() const;
   std::size_t connect_calls() const;
-  std::size_t disconnect_calls() const;
 
   // Delivers bytes (event 4) or another event to the connected session.
   bool deliver(const Bytes &bytes);
@@ -58,7 +57,6 @@ class FakeNet {
   bool send_ok_ = true;
   bool async_ = false;
   std::size_t connect_calls_ = 0;
-  std::size_t disconnect_calls_ = 0;
   Client *current_ = nullptr;
 };
 

@@ -115,12 +115,6 @@ def sim(start_sim: SimFactory) -> Simulator:
     return start_sim()
 
 
-@pytest.fixture
-def device(sim: Simulator) -> Iterator[qznds.Device]:
-    with qznds.Device(sim.address) as dev:
-        yield dev
-
-
 @pytest.fixture(scope="session")
 def factory_state() -> dict[str, Any]:
     out = subprocess.run([str(SIMULATOR), "--print-state"], capture_output=True, text=True, timeout=TIMEOUT_S)

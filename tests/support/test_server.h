@@ -1,8 +1,8 @@
-// Helpers of the platform tests: a frame builder, and a small asio TCP server that
-// accepts on an ephemeral loopback port, records what each connection receives and lets
-// the test send, close or reset, or hold off reading as a stalled peer would.
-#ifndef QZ_PLATFORM_TEST_SERVER_H
-#define QZ_PLATFORM_TEST_SERVER_H
+// A frame builder, and a small asio TCP server that accepts on an ephemeral loopback
+// port, records what each connection receives and lets the test send, close or reset,
+// hold off reading as a stalled peer would, or read a trickle.
+#ifndef QZ_TEST_SERVER_H
+#define QZ_TEST_SERVER_H
 
 #include <array>
 #include <asio.hpp>
@@ -15,15 +15,13 @@
 #include <thread>
 #include <vector>
 
+#include "wire_frame.h"
+
 namespace qz_test {
 
 using Bytes = std::vector<std::uint8_t>;
 using asio::ip::tcp;
 using namespace std::chrono_literals;
-
-inline void put_be32(Bytes &out, std::size_t v) {
-  for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<std::uint8_t>(v >> shift));
-}
 
 inline Bytes cat(const std::vector<Bytes> &parts) {
   Bytes out;
@@ -33,49 +31,42 @@ inline Bytes cat(const std::vector<Bytes> &parts) {
 
 // "QZSTART" and a total length: the 11 bytes the splitter judges a frame start by.
 inline Bytes frame_prefix(std::uint32_t total) {
-  Bytes h = {'Q', 'Z', 'S', 'T', 'A', 'R', 'T'};
-  put_be32(h, total);
+  Bytes h = {'Q', 'Z', 'S', 'T', 'A', 'R', 'T', 0, 0, 0, 0};
+  qz::wire::store_be32(h.data() + 7, total);
   return h;
 }
 
 // A well-formed frame (type 1, main 0xA9, sub 0x80) with `payload` bytes of `fill`.
 inline Bytes make_frame(std::size_t payload, std::uint8_t fill = 0xAB, std::uint32_t seq = 1) {
-  Bytes f = frame_prefix(static_cast<std::uint32_t>(payload + 28));
-  f.insert(f.end(), {1, 0xA9, 0x80, 0});
-  put_be32(f, seq);
-  put_be32(f, payload);
-  f.insert(f.end(), payload, fill);
-  f.insert(f.end(), {'Q', 'Z', 'E', 'N', 'D'});
-  return f;
+  return qz::wire::make_frame(qz::wire::kPackageResponse, 0xA9, 0x80, 0, seq, Bytes(payload, fill));
 }
 
 class TestServer {
  public:
   struct Conn {
-    explicit Conn(asio::io_context &ctx) : socket(ctx) {}
+    explicit Conn(asio::io_context &ctx) : socket(ctx), timer(ctx) {}
     tcp::socket socket;
-    Bytes received;  // this and eof under the server's mutex
+    asio::steady_timer timer;  // the pause between reads
+    Bytes received;            // this and eof under the server's mutex
     bool eof = false;
     std::array<std::uint8_t, 65536> buffer{};
   };
   using ConnPtr = std::shared_ptr<Conn>;
 
-  // With `reading` false, a connection is read only after start_reading.
-  explicit TestServer(const char *address = "127.0.0.1", bool reading = true)
+  // With `reading` false, a connection is read only after start_reading; each read
+  // of up to 64 KiB is followed by `pause`.
+  explicit TestServer(const char *address = "127.0.0.1", bool reading = true,
+                      std::chrono::milliseconds pause = 0ms)
       : work_(asio::make_work_guard(ctx_)),
         acceptor_(ctx_, tcp::endpoint(asio::ip::make_address(address), 0)),
-        reading_(reading) {
+        reading_(reading),
+        pause_(pause) {
     accept();
     thread_ = std::thread([this] { ctx_.run(); });
   }
 
   ~TestServer() {
-    run_on_server([this] {
-      asio::error_code ignored;
-      acceptor_.close(ignored);
-      std::lock_guard<std::mutex> lock(mutex_);
-      for (auto &c : conns_) c->socket.close(ignored);
-    });
+    close_all();
     work_.reset();
     ctx_.stop();
     thread_.join();
@@ -83,10 +74,20 @@ class TestServer {
 
   std::uint16_t port() const { return acceptor_.local_endpoint().port(); }
 
-  // The index-th accepted connection, or null after 5 s.
-  ConnPtr wait_conn(std::size_t index) {
+  // The index-th accepted connection, or null when the time is up.
+  ConnPtr wait_conn(std::size_t index, std::chrono::milliseconds timeout = 5s) {
     std::unique_lock<std::mutex> lock(mutex_);
-    return cv_.wait_for(lock, 5s, [&] { return conns_.size() > index; }) ? conns_[index] : nullptr;
+    return cv_.wait_for(lock, timeout, [&] { return conns_.size() > index; }) ? conns_[index] : nullptr;
+  }
+
+  // Stops accepting and closes every connection.
+  void close_all() {
+    run_on_server([this] {
+      asio::error_code ignored;
+      acceptor_.close(ignored);
+      std::lock_guard<std::mutex> lock(mutex_);
+      for (auto &c : conns_) c->socket.close(ignored);
+    });
   }
 
   // Writes on the server thread and waits for the write to complete.
@@ -117,6 +118,17 @@ class TestServer {
     std::unique_lock<std::mutex> lock(mutex_);
     cv_.wait_for(lock, timeout, [&] { return c->received.size() >= n; });
     return c->received;
+  }
+
+  // Moves what the connection received since the last take to the end of `out`, once
+  // there is some or the time is up; false once the peer closed and all was taken.
+  bool take_received(const ConnPtr &c, Bytes &out, std::chrono::milliseconds timeout) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    cv_.wait_for(lock, timeout, [&] { return !c->received.empty() || c->eof; });
+    out.insert(out.end(), c->received.begin(), c->received.end());
+    const bool taken = !c->received.empty();
+    c->received.clear();
+    return taken || !c->eof;
   }
 
   bool wait_eof(const ConnPtr &c) {
@@ -153,7 +165,10 @@ class TestServer {
       if (ec) c->eof = true;
       if (!ec) c->received.insert(c->received.end(), c->buffer.begin(), c->buffer.begin() + n);
       cv_.notify_all();
-      if (!ec) read(c);
+      if (ec) return;
+      if (pause_.count() == 0) return read(c);
+      c->timer.expires_after(pause_);
+      c->timer.async_wait([this, c](const asio::error_code &) { read(c); });
     });
   }
 
@@ -161,6 +176,7 @@ class TestServer {
   asio::executor_work_guard<asio::io_context::executor_type> work_;
   tcp::acceptor acceptor_;
   const bool reading_;
+  const std::chrono::milliseconds pause_;
   std::thread thread_;
   std::mutex mutex_;
   std::condition_variable cv_;
