@@ -178,32 +178,29 @@ NetDevSetting::~NetDevSetting() {
   pending.clear();
 }
 
-void NetDevSetting::record_outcome(const CallError &error) {
+// The calling thread's entry in errors_, or null; errors_mutex_ held.
+CallError *NetDevSetting::own_error() {
   const auto self = std::this_thread::get_id();
+  const auto it =
+      std::find_if(errors_.begin(), errors_.end(), [&](const auto &e) { return e.first == self; });
+  return it != errors_.end() ? &it->second : nullptr;
+}
+
+void NetDevSetting::record_outcome(const CallError &error) {
   std::lock_guard guard(errors_mutex_);
   set_thread_last_error(error, address_);
-  for (auto &[thread, last] : errors_) {
-    if (thread == self) {
-      last = error;
-      return;
-    }
+  if (CallError *own = own_error()) {
+    *own = error;
+    return;
   }
   if (errors_.size() == kMaxErrorThreads) errors_.erase(errors_.begin());
-  errors_.emplace_back(self, error);
+  errors_.emplace_back(std::this_thread::get_id(), error);
 }
 
 qz_ndsx_error NetDevSetting::last_error() {
-  CallError last;
-  std::string address;
-  {
-    const auto self = std::this_thread::get_id();
-    std::lock_guard guard(errors_mutex_);
-    for (const auto &[thread, error] : errors_) {
-      if (thread == self) last = error;
-    }
-    address = address_;
-  }
-  return to_public_error(last, address);
+  std::lock_guard guard(errors_mutex_);
+  const CallError *own = own_error();
+  return to_public_error(own != nullptr ? *own : CallError{}, address_);
 }
 
 std::size_t NetDevSetting::waiting_commands() {

@@ -443,6 +443,7 @@ class NetDevSetting : public _QZBaseObject {
   std::mutex errors_mutex_;
   std::vector<std::pair<std::thread::id, CallError>> errors_;
   std::string address_;  // last address given to connect, under errors_mutex_
+  CallError *own_error();
 
   // Callers inside an export; destruction waits until none is left.
   std::mutex calls_mutex_;

@@ -19,13 +19,6 @@ namespace account = wire::account;
 namespace osd = wire::osd;
 namespace passive_wireless = wire::passive_wireless;
 namespace setting = wire::setting;
-// The device keeps no more than its configuration record carries.
-static_assert(kOsdItemCount == osd::kItemCount);
-static_assert(kIdentityTextMax == wire::machine_record::kIdentityTextWidth &&
-              kSerialNumberMax == wire::machine_record::kSerialWidth &&
-              kIpTextCount == wire::machine_record::kIpTextCount &&
-              kIpTextMax == wire::machine_record::kIpTextWidth &&
-              kChannelNameMax == wire::machine_record::kMaxNameLength);
 
 Reply answer(uint8_t code, std::vector<uint8_t> payload = {}) {
   Reply reply;

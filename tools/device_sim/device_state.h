@@ -11,22 +11,24 @@
 #include <vector>
 
 #include "commands.h"
+#include "machine_record_layout.h"
 #include "system_time.h"
 
 namespace qz::sim {
 
 // Longest texts the device keeps; a set request with a longer text is refused.
-inline constexpr std::size_t kIdentityTextMax = 16;
-inline constexpr std::size_t kSerialNumberMax = 32;
-inline constexpr std::size_t kIpTextMax = 15;
+// Those of the configuration record are its field widths.
+inline constexpr std::size_t kIdentityTextMax = wire::machine_record::kIdentityTextWidth;
+inline constexpr std::size_t kSerialNumberMax = wire::machine_record::kSerialWidth;
+inline constexpr std::size_t kIpTextMax = wire::machine_record::kIpTextWidth;
 inline constexpr std::size_t kLinkTextMax = 64;  // visual camera and MQTT texts
 inline constexpr std::size_t kVisualSnMax = 32;
-inline constexpr std::size_t kChannelNameMax = 255;
+inline constexpr std::size_t kChannelNameMax = wire::machine_record::kMaxNameLength;
 inline constexpr std::size_t kGb28181TextMax = 63;
 inline constexpr std::size_t kDomainMax = 128;
 inline constexpr std::size_t kAccountInfoMax = 4096;
-inline constexpr std::size_t kOsdItemCount = 12;
-inline constexpr std::size_t kIpTextCount = 5;
+inline constexpr std::size_t kOsdItemCount = wire::osd::kItemCount;
+inline constexpr std::size_t kIpTextCount = wire::machine_record::kIpTextCount;
 
 // One on-screen display item; value1 and value2 are positions or sizes whose
 // meaning depends on the item.
