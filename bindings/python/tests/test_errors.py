@@ -42,19 +42,9 @@ FAILURES: list[tuple[tuple[str, ...], Callable[[qznds.Device], Any], type, K, in
 ]
 
 
-@pytest.mark.parametrize(
-    "faults, fail, error, kind, code, command, words", FAILURES, ids=[f"{f[3].name}-{f[5]}" for f in FAILURES]
-)
-def test_each_failure_raises_its_class_with_the_cause(
-    start_sim: SimFactory,
-    faults: tuple[str, ...],
-    fail: Callable[[qznds.Device], Any],
-    error: type,
-    kind: K,
-    code: int,
-    command: tuple[int, int],
-    words: str,
-) -> None:
+@pytest.mark.parametrize("case", FAILURES, ids=[f"{f[3].name}-{f[5]}" for f in FAILURES])
+def test_each_failure_raises_its_class_with_the_cause(start_sim: SimFactory, case: tuple) -> None:
+    faults, fail, error, kind, code, command, words = case
     sim = start_sim(*(arg for fault in faults for arg in ("--fault", fault)))
     with qznds.Device(sim.address) as dev:
         with pytest.raises(qznds.DeviceError) as info:
