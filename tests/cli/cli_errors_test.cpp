@@ -11,13 +11,7 @@ using qz::sim::Fault;
 using qz::sim::FaultKey;
 using qz::sim::RefuseMode;
 
-constexpr int kFailed = 1;
-constexpr int kUsage = 2;
-constexpr int kBadValue = 3;
-constexpr int kUnreachable = 4;
-constexpr int kRefused = 5;
-constexpr int kTimeout = 6;
-constexpr int kBadAnswer = 7;
+enum Exit { kFailed = 1, kUsage, kBadValue, kUnreachable, kRefused, kTimeout, kBadAnswer };
 
 // The error object of a failed --json run, after checking its exit code.
 json error_of(const RunResult &run, int exit_code, const std::string &kind) {
@@ -76,49 +70,25 @@ TEST_P(CliDeviceFailure, ExitsWithItsCodeAndSaysWhatHappened) {
 }
 
 // The timeout case waits out the SDK's 10 s; ctest runs it beside the others.
-INSTANTIATE_TEST_SUITE_P(
-    Cases, CliDeviceFailure,
-    ::testing::Values(
-        // Refused by the device's own range check, which the message names.
-        DeviceFailure{"refused",
-                      "refused",
-                      kRefused,
-                      {},
-                      {"set", "framerate", "61"},
-                      "set framerate: the device refused the request (response code 2, device ADDR); the "
-                      "device accepts 1..60",
-                      2},
-        // The MQTT exports return true whatever the answer was.
-        DeviceFailure{"bad_answer",
-                      "bad_answer",
-                      kBadAnswer,
-                      {.truncate = 1},
-                      {"get", "mqtt-port"},
-                      "get mqtt-port: the device's answer could not be used (device ADDR)"},
-        DeviceFailure{"timeout",
-                      "timeout",
-                      kTimeout,
-                      {.no_answer = true},
-                      {"set", "framerate", "30"},
-                      "set framerate: no answer from the device in time (waited 10 s, device ADDR)",
-                      {},
-                      RefuseMode::none,
-                      true},
-        DeviceFailure{"connection_lost",
-                      "unreachable",
-                      kUnreachable,
-                      {.close_after = 5},
-                      {"set", "framerate", "30"},
-                      "set framerate: the connection to the device was lost (device ADDR)"},
-        DeviceFailure{"unreachable",
-                      "unreachable",
-                      kUnreachable,
-                      {},
-                      {"info"},
-                      "connect: the device could not be reached (device ADDR)",
-                      {},
-                      RefuseMode::stop_listening}),
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Cases, CliDeviceFailure, ::testing::Values(
+    // Refused by the device's own range check, which the message names.
+    DeviceFailure{"refused", "refused", kRefused, {}, {"set", "framerate", "61"},
+                  "set framerate: the device refused the request (response code 2, device ADDR); the device "
+                  "accepts 1..60", 2},
+    // The MQTT exports return true whatever the answer was.
+    DeviceFailure{"bad_answer", "bad_answer", kBadAnswer, {.truncate = 1}, {"get", "mqtt-port"},
+                  "get mqtt-port: the device's answer could not be used (device ADDR)"},
+    DeviceFailure{"timeout", "timeout", kTimeout, {.no_answer = true}, {"set", "framerate", "30"},
+                  "set framerate: no answer from the device in time (waited 10 s, device ADDR)", {},
+                  RefuseMode::none, true},
+    DeviceFailure{"connection_lost", "unreachable", kUnreachable, {.close_after = 5},
+                  {"set", "framerate", "30"},
+                  "set framerate: the connection to the device was lost (device ADDR)"},
+    DeviceFailure{"unreachable", "unreachable", kUnreachable, {}, {"info"},
+                  "connect: the device could not be reached (device ADDR)", {}, RefuseMode::stop_listening}),
     [](const auto &info) { return info.param.name; });
+// clang-format on
 
 // A refusal that an MQTT export hides behind true is still an error, and
 // --verbose shows the SDK's own lines beside the tool's.
@@ -165,20 +135,18 @@ TEST_P(CliBadValue, SaysTheAcceptedFormAndSendsNothing) {
   EXPECT_EQ(sim.stats().accepted, 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Forms, CliBadValue,
-    ::testing::Values(BadValue{{"framerate", "256"}, "an integer in 0..255"},
-                      BadValue{{"framerate", "25fps"}, "an integer in 0..255"},
-                      BadValue{{"default-palette", "128"}, "-128..127"},
-                      BadValue{{"hdmi", "maybe"}, "on or off"}, BadValue{{"mqtt-port", "0"}, "1..65535"},
-                      BadValue{{"ip-info", "1", "10.0.0.5"}, "expected 0 | 1 TEXT1"},
-                      BadValue{{"ip-info", "1", "10.0.0.5", "255.255.255.0", "1234567890123456", "a", "b"},
-                               "at most 15"},
-                      BadValue{{"visual-sn", "on", "off"}, "needs its serial number"},
-                      BadValue{{"system-time", "2026-02-30T00:00:00"}, "YYYY-MM-DDTHH:MM:SS"},
-                      BadValue{{"osd-item-3", "on", "1", "70000", "0"}, "VALUE1"},
-                      BadValue{{"gb28181", "on", "a", "5060", "b", "c"}, "(6 values), got 5"},
-                      BadValue{{"account-info", "/nonexistent/account.bin"}, "cannot read"}));
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Forms, CliBadValue, ::testing::Values(
+    BadValue{{"framerate", "256"}, "an integer in 0..255"}, BadValue{{"framerate", "25fps"}, "0..255"},
+    BadValue{{"default-palette", "128"}, "-128..127"}, BadValue{{"hdmi", "maybe"}, "on or off"},
+    BadValue{{"mqtt-port", "0"}, "1..65535"}, BadValue{{"ip-info", "1", "10.0.0.5"}, "expected 0 | 1 TEXT1"},
+    BadValue{{"ip-info", "1", "10.0.0.5", "255.255.255.0", "1234567890123456", "a", "b"}, "at most 15"},
+    BadValue{{"visual-sn", "on", "off"}, "needs its serial number"},
+    BadValue{{"system-time", "2026-02-30T00:00:00"}, "YYYY-MM-DDTHH:MM:SS"},
+    BadValue{{"osd-item-3", "on", "1", "70000", "0"}, "VALUE1"},
+    BadValue{{"gb28181", "on", "a", "5060", "b", "c"}, "(6 values), got 5"},
+    BadValue{{"account-info", "/nonexistent/account.bin"}, "cannot read"}));
+// clang-format on
 
 TEST(CliUsage, MistakesOnTheCommandLineAreUsageErrors) {
   const RunResult no_device = run_qznds({"get", "framerate"});
@@ -215,6 +183,7 @@ TEST(CliUsage, StateFileProblemsAndSimulatorMistakesSayWhatIsWrongInOneLine) {
     std::string says;
   };
   const std::string sim = QZNDS_SIM_BINARY;
+  // clang-format off
   const Case cases[] = {
       {sim, {"--print-state", "--state", dir}, kUsage, "state file " + dir + ": cannot read: is a directory"},
       {sim, {"--bogus"}, kUsage, "unknown option: --bogus"},
@@ -223,11 +192,9 @@ TEST(CliUsage, StateFileProblemsAndSimulatorMistakesSayWhatIsWrongInOneLine) {
       {sim, {"--print-state", "--fault", "all:bogus"}, kUsage, "--fault all:bogus"},
       {QZNDS_BINARY, {"--simulate", "--sim-state", bad_json, "info"}, kBadValue, "not valid JSON"},
       // Found only when the settings are saved, after the command ran.
-      {QZNDS_BINARY,
-       {"--simulate", "--sim-state", plain + "/x", "info"},
-       kFailed,
-       "cannot write: Not a directory"},
+      {QZNDS_BINARY, {"--simulate", "--sim-state", plain + "/x", "info"}, kFailed, "Not a directory"},
   };
+  // clang-format on
   for (const auto &[program, args, exit_code, says] : cases) {
     SCOPED_TRACE(program + " " + args[0] + " " + args.back());
     const RunResult run = run_program(program, args);

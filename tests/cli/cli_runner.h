@@ -10,8 +10,8 @@
 
 #include <chrono>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -42,31 +42,21 @@ inline std::string write_temp_file(const std::string &name, const std::string &c
   return path;
 }
 
-// Takes a file's content and removes it.
-inline std::string take_file(const std::string &path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  unlink(path.c_str());
-  return text.str();
-}
-
-// Runs `program` with `args`; stdout and stderr are captured whole.
+// Runs `program` with `args`, stdin on /dev/null as in scripts (reboot asks on
+// a terminal); stdout and stderr are captured whole.
 inline RunResult run_program(const std::string &program, const std::vector<std::string> &args) {
   static int counter = 0;
-  const std::string out_path = write_temp_file("out" + std::to_string(++counter), "");
-  const std::string err_path = write_temp_file("err" + std::to_string(counter), "");
+  const std::string paths[] = {write_temp_file("out" + std::to_string(++counter), ""),
+                               write_temp_file("err" + std::to_string(counter), "")};
   std::vector<std::string> argv_text = {program};
   argv_text.insert(argv_text.end(), args.begin(), args.end());
   std::vector<char *> argv;
   for (auto &arg : argv_text) argv.push_back(arg.data());
   argv.push_back(nullptr);
-
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  // No terminal on stdin, as in scripts (reboot asks on a terminal).
   posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, out_path.c_str(), O_WRONLY | O_TRUNC, 0);
-  posix_spawn_file_actions_addopen(&actions, 2, err_path.c_str(), O_WRONLY | O_TRUNC, 0);
+  for (int fd : {1, 2}) posix_spawn_file_actions_addopen(&actions, fd, paths[fd - 1].c_str(), O_WRONLY, 0);
   const auto start = std::chrono::steady_clock::now();
   RunResult result;
   pid_t pid = 0;
@@ -78,8 +68,11 @@ inline RunResult run_program(const std::string &program, const std::vector<std::
   result.elapsed =
       std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
   posix_spawn_file_actions_destroy(&actions);
-  result.out = take_file(out_path);
-  result.err = take_file(err_path);
+  for (std::string *text : {&result.out, &result.err}) {
+    const std::string &path = paths[text == &result.err];
+    *text = std::string(std::istreambuf_iterator<char>(std::ifstream(path, std::ios::binary).rdbuf()), {});
+    unlink(path.c_str());
+  }
   return result;
 }
 

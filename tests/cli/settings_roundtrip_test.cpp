@@ -32,6 +32,7 @@ json osd(json display, int attribute, int value1, int value2) {
 
 // Each value differs from the device's factory setting.
 std::vector<Sample> samples() {
+  // clang-format off
   std::vector<Sample> rows = {
       {"hdmi", {"off"}, false, {{"/hdmi_enabled", 0}}},
       {"onvif", {"no"}, false, {{"/onvif_enabled", 0}}},
@@ -50,29 +51,19 @@ std::vector<Sample> samples() {
       {"framerate", {"30"}, 30, {{"/framerate", 30}}},
       {"len-adjust-method", {"2"}, 2, {{"/len_adjust_method", 2}}},
       // Year, month, day, hour, minute, second, millisecond, weekday (Friday).
-      {"system-time",
-       {"2026-01-02T03:04:05"},
+      {"system-time", {"2026-01-02T03:04:05"},
        {{"time", "2026-01-02T03:04:05"}, {"block", "07ea000100020003000400050000000500000000"}},
        {{"/system_time", "07ea000100020003000400050000000500000000"},
-        {"/system_time_text", "2026-01-02T03:04:05.000"}},
-       false},
-      {"ip-info",
-       {"1", "10.0.0.5", "255.255.0.0", "10.0.0.1", "10.0.0.2", "1.1.1.1"},
-       {{"flag", 1},
-        {"text1", "10.0.0.5"},
-        {"text2", "255.255.0.0"},
-        {"text3", "10.0.0.1"},
-        {"text4", "10.0.0.2"},
-        {"text5", "1.1.1.1"}},
+        {"/system_time_text", "2026-01-02T03:04:05.000"}}, false},
+      {"ip-info", {"1", "10.0.0.5", "255.255.0.0", "10.0.0.1", "10.0.0.2", "1.1.1.1"},
+       {{"flag", 1}, {"text1", "10.0.0.5"}, {"text2", "255.255.0.0"}, {"text3", "10.0.0.1"},
+        {"text4", "10.0.0.2"}, {"text5", "1.1.1.1"}},
        {{"/ip_info_texts", {"10.0.0.5", "255.255.0.0", "10.0.0.1", "10.0.0.2", "1.1.1.1"}}}},
       {"visual-ip", {"10.0.0.9"}, "10.0.0.9", {{"/visual_ip", "10.0.0.9"}}},
       {"visual-user", {"operator"}, "operator", {{"/visual_user", "operator"}}},
       {"visual-passwd", {""}, "", {{"/visual_passwd", ""}}},
-      {"visual-sn",
-       {"on", "off", "VS123"},
-       {{"support", true}, {"same_ip", false}, {"sn", "VS123"}},
-       {{"/visual_sn", "VS123"}, {"/visual_same_ip", 0}},
-       false},
+      {"visual-sn", {"on", "off", "VS123"}, {{"support", true}, {"same_ip", false}, {"sn", "VS123"}},
+       {{"/visual_sn", "VS123"}, {"/visual_same_ip", 0}}, false},
       {"visual-zoom-control-flag", {"7"}, 7, {{"/visual_zoom_control_flag", 7}}},
       {"visual-gotopreset-when-start", {"9"}, 9, {{"/visual_gotopreset_when_start", 9}}},
       {"mqtt-work", {"on"}, true, {{"/mqtt_work", 1}}},
@@ -80,14 +71,9 @@ std::vector<Sample> samples() {
       {"mqtt-port", {"8883"}, 8883, {{"/mqtt_port", 8883}}},
       {"mqtt-user", {"cam"}, "cam", {{"/mqtt_user", "cam"}}},
       {"mqtt-passwd", {"pw 2"}, "pw 2", {{"/mqtt_passwd", "pw 2"}}},
-      {"gb28181",
-       {"on", "34020000002000000009", "5061", "3402000009", "34020000001320000009", "secret"},
-       {{"enable", true},
-        {"text1", "34020000002000000009"},
-        {"port", 5061},
-        {"text2", "3402000009"},
-        {"text3", "34020000001320000009"},
-        {"text4", "secret"}},
+      {"gb28181", {"on", "34020000002000000009", "5061", "3402000009", "34020000001320000009", "secret"},
+       {{"enable", true}, {"text1", "34020000002000000009"}, {"port", 5061}, {"text2", "3402000009"},
+        {"text3", "34020000001320000009"}, {"text4", "secret"}},
        {{"/gb28181_enable", 1}, {"/gb28181_port", 5061}, {"/gb28181_text4", "secret"}}},
       {"hardware-watchdog", {"off"}, false, {{"/hardware_watchdog", 0}}},
       {"hardware-watchdog-disable", {"on"}, true, {{"/hardware_watchdog_disable", 1}}},
@@ -95,25 +81,21 @@ std::vector<Sample> samples() {
       {"disable-temperature-correct-status", {"7"}, 7, {{"/disable_temperature_correct_status", 7}}},
       {"vision-maxtemperature", {"on"}, true, {{"/vision_maxtemperature", 1}}},
       {"all-temperature-network-byte-order", {"off"}, false, {{"/all_temperature_network_byte_order", 0}}},
-      {"channel-name",
-       {"yard-north", "on", "2", "32", "440"},
+      {"channel-name", {"yard-north", "on", "2", "32", "440"},
        {{"name", "yard-north"}, {"display", true}, {"attribute", 2}, {"value1", 32}, {"value2", 440}},
        {{"/channel_name", "yard-north"}, {"/osd_items/8", osd(1, 2, 32, 440)}}},
-      {"account-info",
-       {kAccountFile},
+      {"account-info", {kAccountFile},
        {{"size", 13}, {"text", kAccountText}, {"hex", "757365723d6f70733b6c763d32"}},
        {{"/account_info", "757365723d6f70733b6c763d32"}}},
-      {"passive-wireless-power-status",
-       {"5", "6", "4294967295"},
+      {"passive-wireless-power-status", {"5", "6", "4294967295"},
        {{"status1", 5}, {"status2", 6}, {"status3", 4294967295u}},
        {{"/passive_wireless_power_status1", 5}, {"/passive_wireless_power_status3", 4294967295u}}},
-      {"passive-wireless-domain",
-       {"pw.example", "9"},
-       {{"domain", "pw.example"}, {"value", 9}},
+      {"passive-wireless-domain", {"pw.example", "9"}, {{"domain", "pw.example"}, {"value", 9}},
        {{"/passive_wireless_domain", "pw.example"}, {"/passive_wireless_domain_value", 9}}},
       {"hikvision-linkage", {"on"}, true, {{"/hikvision_linkage", 1}}},
       {"pg-support", {"yes"}, true, {{"/pg_support", 1}}},
   };
+  // clang-format on
   for (int id = 0; id < 12; ++id) {
     if (id == 8) continue;  // the channel-name item
     rows.push_back({"osd-item-" + std::to_string(id),
@@ -155,7 +137,7 @@ INSTANTIATE_TEST_SUITE_P(EverySetting, SettingRoundTrip, ::testing::ValuesIn(sam
                          });
 
 // The samples above cover exactly the tool's settings with the right access,
-// and --help lists each with its value form, and the exit codes.
+// and --help lists each with its value form.
 TEST(SettingTable, EverySettingHasASampleAndAHelpLine) {
   const RunResult list = run_qznds({"--json", "settings"});
   const RunResult help = run_qznds({"--help"});
@@ -174,10 +156,6 @@ TEST(SettingTable, EverySettingHasASampleAndAHelpLine) {
   }
   for (const auto &s : samples()) sampled.insert({s.name, s.readable});
   EXPECT_EQ(listed, sampled);
-  for (const char *code : {"  2  usage", "  3  bad_value", "  4  unreachable", "  5  refused", "  6  timeout",
-                           "  7  bad_answer"}) {
-    EXPECT_NE(help.out.find(code), std::string::npos) << code;
-  }
 }
 
 }  // namespace

@@ -33,30 +33,25 @@ class Simulator:
     """One qznds-sim on 127.0.0.1, on a port of the system's choosing."""
 
     def __init__(self, workdir: Path, state: Optional[dict[str, Any]], args: tuple[str, ...]) -> None:
-        self.saved_path = workdir / f"saved-{id(self)}.json"
+        self.saved_path, state_path = workdir / f"saved-{id(self)}.json", workdir / f"state-{id(self)}.json"
         command = [str(SIMULATOR), "--listen", "127.0.0.1:0", "--quiet", "--save-state", str(self.saved_path)]
         if state is not None:
-            (workdir / f"state-{id(self)}.json").write_text(json.dumps(state))
-            command += ["--state", str(workdir / f"state-{id(self)}.json")]
+            state_path.write_text(json.dumps(state))
+            command += ["--state", str(state_path)]
         self.process = subprocess.Popen(command + list(args), stdout=subprocess.PIPE, text=True)
         try:
-            self.port = self._read_port()
+            assert self.process.stdout is not None
+            with selectors.DefaultSelector() as selector:
+                selector.register(self.process.stdout, selectors.EVENT_READ)
+                selector.select(TIMEOUT_S)
+            line = self.process.stdout.readline()  # "qznds-sim listening on ADDR:PORT", once accepting
+            if not line.startswith("qznds-sim listening on "):
+                raise RuntimeError(f"qznds-sim did not report its port: {line!r}")
+            self.address = line.split()[-1]
             self._wait_for_stop_handler()
         except Exception:
             self.stop()
             raise
-        self.address = f"127.0.0.1:{self.port}"
-
-    def _read_port(self) -> int:
-        assert self.process.stdout is not None
-        with selectors.DefaultSelector() as selector:
-            selector.register(self.process.stdout, selectors.EVENT_READ)
-            if not selector.select(TIMEOUT_S):
-                raise RuntimeError("qznds-sim did not report its port")
-        line = self.process.stdout.readline()  # "qznds-sim listening on ADDR:PORT", once accepting
-        if not line.startswith("qznds-sim listening on "):
-            raise RuntimeError(f"unexpected first line from qznds-sim: {line!r}")
-        return int(line.rsplit(":", 1)[1])
 
     def _wait_for_stop_handler(self) -> None:
         """SIGTERM is caught only after the port is reported; a stop before that would lose

@@ -31,12 +31,6 @@ def test_every_export_of_the_headers_has_a_prototype_of_its_arity() -> None:
     assert ext == header_exports(EXT_HEADER, "qz_ndsx_")
 
 
-def test_library_version_is_the_headers() -> None:
-    header = HEADER.read_text()
-    parts = [re.search(rf"#define QZ_NDS_VERSION_{p} +(\d+)", header) for p in ("MAJOR", "MINOR", "PATCH")]
-    assert qznds.library_version() == ".".join(m.group(1) for m in parts)  # type: ignore[union-attr]
-
-
 def test_a_missing_library_says_how_to_point_at_it(monkeypatch: pytest.MonkeyPatch, tmp_path: Path) -> None:
     monkeypatch.setenv(_library.ENV_LIBRARY, str(tmp_path / "nowhere.so"))
     with pytest.raises(qznds.LibraryNotFoundError, match="QZNDS_LIBRARY"):

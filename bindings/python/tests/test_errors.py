@@ -12,7 +12,9 @@ from qznds import ErrorKind as K
 
 
 def disconnected_query(dev: qznds.Device) -> Any:
+    assert dev.connected
     dev.disconnect()
+    assert not dev.connected
     return dev.pg_support
 
 
@@ -40,19 +42,9 @@ FAILURES: list[tuple[tuple[str, ...], Callable[[qznds.Device], Any], type, K, in
 ]
 
 
-@pytest.mark.parametrize(
-    "faults, fail, error, kind, code, command, words", FAILURES, ids=[f"{f[3].name}-{f[5]}" for f in FAILURES]
-)
-def test_each_failure_raises_its_class_with_the_cause(
-    start_sim: SimFactory,
-    faults: tuple[str, ...],
-    fail: Callable[[qznds.Device], Any],
-    error: type,
-    kind: K,
-    code: int,
-    command: tuple[int, int],
-    words: str,
-) -> None:
+@pytest.mark.parametrize("case", FAILURES, ids=[f"{f[3].name}-{f[5]}" for f in FAILURES])
+def test_each_failure_raises_its_class_with_the_cause(start_sim: SimFactory, case: tuple) -> None:
+    faults, fail, error, kind, code, command, words = case
     sim = start_sim(*(arg for fault in faults for arg in ("--fault", fault)))
     with qznds.Device(sim.address) as dev:
         with pytest.raises(qznds.DeviceError) as info:
@@ -79,9 +71,10 @@ def test_an_unreachable_device_raises_device_unreachable(
     unused_port: int, address: str, kind: K, call: Optional[Callable[[qznds.Device], Any]]
 ) -> None:
     dev = qznds.Device(address.format(port=unused_port))
+    assert not dev.connected
     with pytest.raises(qznds.DeviceUnreachable) as info:
         dev.open() if call is None else call(dev)
-    assert (info.value.kind, info.value.command, dev.is_open) == (kind, None, False)
+    assert (info.value.kind, info.value.command, dev.is_open, dev.connected) == (kind, None, False, False)
 
 
 def test_account_info_larger_than_the_first_buffer_is_read_whole(start_sim: SimFactory) -> None:
@@ -90,13 +83,3 @@ def test_account_info_larger_than_the_first_buffer_is_read_whole(start_sim: SimF
     with qznds.Device(sim.address) as dev:
         assert dev.account_info == info
 
-
-def test_connected_follows_the_connection(start_sim: SimFactory) -> None:
-    sim = start_sim()
-    dev = qznds.Device(sim.address)
-    assert not dev.connected
-    with dev:
-        assert dev.connected
-        dev.disconnect()
-        assert not dev.connected
-    assert not dev.connected
