@@ -2,7 +2,6 @@
 // into a log line: every export that carries one runs against a device that
 // accepts, refuses, cuts or echoes it, or without a connection, and the
 // captured log must not show the secret, a piece of it or its bytes in hex.
-#include <cstdio>
 #include <functional>
 #include <string>
 #include <vector>
@@ -104,21 +103,10 @@ enum class Device {
 // A secret with printf directives too: it must never become a format.
 const std::string kSecret = "Pw-7%s%n-s3cr3t!";
 
-// Pieces of the secret that must not show: the secret itself, its first
-// half, and its first four bytes in hex either way round and spaced.
-std::vector<std::string> traces_of(const std::string &secret) {
-  std::vector<std::string> out = {secret, secret.substr(0, secret.size() / 2)};
-  for (const char *format : {"%02x", "%02X", "%02x ", "%02X "}) {
-    std::string hex;
-    for (std::size_t i = 0; i < 4; ++i) {
-      char piece[4];
-      std::snprintf(piece, sizeof piece, format, static_cast<unsigned char>(secret[i]));
-      hex += piece;
-    }
-    out.push_back(hex);
-  }
-  return out;
-}
+// Pieces of it that must not show: itself, its first half, and its first
+// four bytes in hex either case, packed or spaced.
+const char *const kTraces[] = {"Pw-7%s%n-s3cr3t!", "Pw-7%s%n",    "50772d37",
+                               "50772D37",         "50 77 2d 37", "50 77 2D 37"};
 
 std::vector<Bytes> device_answer(Device device, const SecretExport &e, const wire::FrameView &r) {
   Bytes payload = e.answer ? e.answer(kSecret) : Bytes{};
@@ -160,7 +148,7 @@ TEST_F(SecretsLog, NoLogLineShowsTheSecret) {
       } else if (device != Device::accepts && (device != Device::cuts || exported.answer)) {
         EXPECT_FALSE(log.lines().empty());
       }
-      for (const std::string &trace : traces_of(kSecret)) EXPECT_FALSE(log.mentions(trace)) << trace;
+      for (const char *trace : kTraces) EXPECT_FALSE(log.mentions(trace)) << trace;
     }
   }
 }
