@@ -12,28 +12,18 @@ namespace {
 
 using MqttTest = SessionTest;
 
-TEST_F(MqttTest, PortAndWorkBytes) {
+// The set requests; only 1 switches the work on. The reads are
+// SimFeatureE2E.EveryQueryAsksTheDeviceEachTime.
+TEST_F(MqttTest, SetRequestBytes) {
   answer_all();
   ASSERT_TRUE(qz_nds_set_mqtt_port(handle, 880));
   EXPECT_EQ(last_sent()[wire::kOffSub], 158);
   EXPECT_EQ(last_payload(), (Bytes{0x00, 0x00, 0x03, 0x70}));
-  answer_all({0x00, 0x00, 0x03, 0x70});
-  uint32_t port = 0;
-  ASSERT_TRUE(qz_nds_get_mqtt_port(handle, &port));
-  EXPECT_EQ(port, 880u);
-
-  // Only 1 means on, both ways.
   for (auto [value, on] : {std::pair<uint8_t, uint8_t>{1, 1}, {0, 0}, {2, 0}, {255, 0}}) {
-    answer_all();
     ASSERT_TRUE(qz_nds_set_mqtt_work(handle, value));
     EXPECT_EQ(last_sent()[wire::kOffSub], 154);
-    EXPECT_EQ(last_payload(), Bytes{on});
-    answer_all({value});
-    uint8_t work = 7;
-    ASSERT_TRUE(qz_nds_get_mqtt_work(handle, &work));
-    EXPECT_EQ(work, on) << int{value};
+    EXPECT_EQ(last_payload(), Bytes{on}) << int{value};
   }
-  answer_all();
   ASSERT_TRUE(qz_nds_set_mqtt_passwd(handle, ""));
   EXPECT_EQ(last_sent()[wire::kOffSub], 162);
   EXPECT_EQ(last_payload(), (Bytes{0, 0, 0, 0}));
