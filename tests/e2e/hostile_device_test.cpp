@@ -479,7 +479,7 @@ std::vector<CountedAnswer> counted_answers(uint32_t count) {
          return qz_nds_28181_get_para(h, &enable, t1, &port, t2, t3, t4);
        }},
   };
-  // The linked camera's and the broker's texts, answered by the sub after their getter's.
+  // The linked camera's and the broker's texts, by the sub command of their answer.
   const std::pair<uint8_t, bool (*)(qz_nds_handle, char *, uint32_t *)> texts[] = {
       {149, qz_nds_get_visual_ip}, {151, qz_nds_get_visual_user}, {153, qz_nds_get_visual_passwd},
       {157, qz_nds_get_mqtt_ip},   {161, qz_nds_get_mqtt_user},   {163, qz_nds_get_mqtt_passwd}};
