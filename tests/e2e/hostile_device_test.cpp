@@ -453,18 +453,12 @@ struct CountedAnswer {
   std::function<bool(qz_nds_handle)> query;  // true when the export succeeded
 };
 
-bool get_text(bool (*getter)(qz_nds_handle, char *, uint32_t *), qz_nds_handle h) {
-  std::vector<char> buffer(4096);
-  uint32_t len = 0;
-  return getter(h, buffer.data(), &len) && len != 0;
-}
-
 std::vector<CountedAnswer> counted_answers(uint32_t count) {
   // Enabled, then the first text's count.
   Bytes gb28181{1};
   const Bytes text = count_then(count, 8);
   gb28181.insert(gb28181.end(), text.begin(), text.end());
-  return {
+  std::vector<CountedAnswer> out = {
       {"account", 48, 129, count_then(count, 16),
        [](qz_nds_handle h) {
          uint8_t data[64];
@@ -477,18 +471,6 @@ std::vector<CountedAnswer> counted_answers(uint32_t count) {
          uint32_t value = 0;
          return qz_nds_get_passive_wireless_domain(h, domain, &value);
        }},
-      {"visual_ip", 169, 149, count_then(count, 8),
-       [](qz_nds_handle h) { return get_text(qz_nds_get_visual_ip, h); }},
-      {"visual_user", 169, 151, count_then(count, 8),
-       [](qz_nds_handle h) { return get_text(qz_nds_get_visual_user, h); }},
-      {"visual_passwd", 169, 153, count_then(count, 8),
-       [](qz_nds_handle h) { return get_text(qz_nds_get_visual_passwd, h); }},
-      {"mqtt_ip", 169, 157, count_then(count, 8),
-       [](qz_nds_handle h) { return get_text(qz_nds_get_mqtt_ip, h); }},
-      {"mqtt_user", 169, 161, count_then(count, 8),
-       [](qz_nds_handle h) { return get_text(qz_nds_get_mqtt_user, h); }},
-      {"mqtt_passwd", 169, 163, count_then(count, 8),
-       [](qz_nds_handle h) { return get_text(qz_nds_get_mqtt_passwd, h); }},
       {"gb28181", 169, 177, gb28181,
        [](qz_nds_handle h) {
          uint8_t enable = 0;
@@ -497,13 +479,25 @@ std::vector<CountedAnswer> counted_answers(uint32_t count) {
          return qz_nds_28181_get_para(h, &enable, t1, &port, t2, t3, t4);
        }},
   };
+  // The linked camera's and the broker's texts, by the sub command of their answer.
+  const std::pair<uint8_t, bool (*)(qz_nds_handle, char *, uint32_t *)> texts[] = {
+      {149, qz_nds_get_visual_ip}, {151, qz_nds_get_visual_user}, {153, qz_nds_get_visual_passwd},
+      {157, qz_nds_get_mqtt_ip},   {161, qz_nds_get_mqtt_user},   {163, qz_nds_get_mqtt_passwd}};
+  for (const auto &[sub, getter] : texts) {
+    out.push_back({"text", 169, sub, text, [getter](qz_nds_handle h) {
+                     std::vector<char> buffer(4096);
+                     uint32_t len = 0;
+                     return getter(h, buffer.data(), &len) && len != 0;
+                   }});
+  }
+  return out;
 }
 
 TEST_F(HostileSim, CountsOfFourGibibytesAreRefusedAtOnceAndNothingGrows) {
   const std::size_t baseline = resident_bytes();
   for (uint32_t count : {0xFFFFFFFFu, 0x80000000u, 17u}) {
     for (const CountedAnswer &c : counted_answers(count)) {
-      SCOPED_TRACE(std::string(c.name) + " count " + std::to_string(count));
+      SCOPED_TRACE(std::string(c.name) + " " + std::to_string(c.sub) + " count " + std::to_string(count));
       sim.set_fault(sim::FaultKey::command(c.main, c.sub), {.payload = c.payload, .times = 1});
       bool ok = true;
       EXPECT_LT(time_of([&] { ok = c.query(client.handle); }), kPrompt);
@@ -512,7 +506,8 @@ TEST_F(HostileSim, CountsOfFourGibibytesAreRefusedAtOnceAndNothingGrows) {
   }
   expect_bounded_memory(baseline, "huge_counts");
   // Nothing of it stuck: the real answers come through again.
-  for (const CountedAnswer &c : counted_answers(0)) EXPECT_TRUE(c.query(client.handle)) << c.name;
+  for (const CountedAnswer &c : counted_answers(0))
+    EXPECT_TRUE(c.query(client.handle)) << c.name << " " << int{c.sub};
 }
 
 // A caller's length that does not fit a frame: 32-bit totals that would wrap,

@@ -7,7 +7,6 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
-#include <thread>
 
 #include "sim_session.h"
 
@@ -79,31 +78,6 @@ TEST_F(SimFaultE2E, EachAnswerFaultEndsPromptlyAndOnlyADeliveredRecordReachesThe
     ASSERT_TRUE(client.read_record());
     EXPECT_EQ(cached_serial(), serial);
   }
-}
-
-TEST_F(SimFaultE2E, TwoAnswersInOneWriteReachTheirOwnCallers) {
-  sim.update_state([](DeviceState &s) {
-    s.hardware_watchdog_disable_time = 45;
-    s.hardware_watchdog = 1;
-  });
-  sim.set_fault(FaultKey::command(169, 173), {.coalesce = true, .times = 1});
-  sim.set_recording(true);
-  const uint64_t before = sim.stats().requests;
-  bool first_ok = false;
-  uint8_t time = 0, watchdog = 0;
-  std::thread first([&] { first_ok = qz_nds_get_hardware_watchdog_disable_time(client.handle, &time); });
-  // The first answer is held until the second one goes out.
-  const bool held = eventually([&] { return sim.stats().requests == before + 1; });
-  const bool second_ok = held && qz_nds_is_enable_hardware_watchdog(client.handle, &watchdog);
-  first.join();
-  ASSERT_TRUE(held);
-  EXPECT_TRUE(first_ok && second_ok);
-  EXPECT_EQ(time, 45);
-  EXPECT_EQ(watchdog, 1);
-  // Both frames went out in one write: 2 x (28 + 1) bytes.
-  const auto recorded = sim.recorded();
-  ASSERT_FALSE(recorded.empty());
-  EXPECT_EQ(recorded.back().bytes.size(), 58u);
 }
 
 TEST_F(SimFaultE2E, RefusedConnectionsFailPromptlyAndStandingOnesGoOn) {

@@ -74,11 +74,11 @@ struct Call {
 // getters that answer from the session. Each setter always sets the same
 // value, so once the table ran through, every getter has one right answer
 // whatever runs beside it.
-class CallTable {
- public:
+struct CallTable {
   enum Stretch { kDevice, kSession };
+  std::array<std::vector<Call>, 2> stretches;
   void add(Stretch stretch, std::string name, Run run) {
-    stretches_[stretch].push_back({std::move(name), std::move(run)});
+    stretches[stretch].push_back({std::move(name), std::move(run)});
   }
   void pair(const std::string &name, Run set, Run get, Stretch get_stretch) {
     add(kDevice, "set " + name, std::move(set));
@@ -93,15 +93,6 @@ class CallTable {
         },
         get_stretch);
   }
-  std::vector<Call> rows() const {
-    std::vector<Call> all = stretches_[kDevice];
-    all.insert(all.end(), stretches_[kSession].begin(), stretches_[kSession].end());
-    return all;
-  }
-  std::size_t first_session_row() const { return stretches_[kDevice].size(); }
-
- private:
-  std::array<std::vector<Call>, 2> stretches_;
 };
 
 CallTable every_family(const sim::DeviceState &device) {
@@ -237,7 +228,10 @@ TEST_F(SimThreadsE2E, ConcurrentCallsOfEveryFamilyOnOneSessionAllSucceed) {
   constexpr std::size_t kRounds = 20;
   const sim::DeviceState device = sim.state();
   const CallTable table = every_family(device);
-  const std::vector<Call> calls = table.rows();
+  std::vector<Call> calls = table.stretches[CallTable::kDevice];
+  const std::size_t first_session_row = calls.size();
+  calls.insert(calls.end(), table.stretches[CallTable::kSession].begin(),
+               table.stretches[CallTable::kSession].end());
   // Once through alone: the device then holds every value the table sets.
   for (const Call &call : calls) ASSERT_TRUE(call.run(client.handle)) << call.name;
 
@@ -255,7 +249,7 @@ TEST_F(SimThreadsE2E, ConcurrentCallsOfEveryFamilyOnOneSessionAllSucceed) {
     });
   readers.emplace_back([&] {
     while (!done)
-      for (std::size_t row = table.first_session_row(); row < calls.size(); ++row) run(row);
+      for (std::size_t row = first_session_row; row < calls.size(); ++row) run(row);
   });
   std::vector<std::thread> threads;
   for (std::size_t t = 0; t < kThreads; ++t)

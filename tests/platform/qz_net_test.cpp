@@ -177,28 +177,26 @@ TEST(QzNet, ClientsSharingTheReadBufferGetWholeFramesOfEverySize) {
 // A port in the text wins over the argument; names are resolved; IPv6 with and without
 // brackets (where this host has an IPv6 loopback).
 TEST(QzNet, AddressForms) {
-  struct Form {
-    const char *server, *address;
-    bool port_in_text;
-  };
-  for (const Form &f : std::vector<Form>{{"127.0.0.1", "127.0.0.1:", true},
-                                         {"127.0.0.1", "localhost", false},
-                                         {"::1", "[::1]:", true},
-                                         {"::1", "::1", false},
-                                         {"::1", "[::1]", false}}) {
+  // The server's address, then the one connected to; a trailing ':' gets the port.
+  const std::pair<const char *, const char *> forms[] = {{"127.0.0.1", "127.0.0.1:"},
+                                                         {"127.0.0.1", "localhost"},
+                                                         {"::1", "[::1]:"},
+                                                         {"::1", "::1"},
+                                                         {"::1", "[::1]"}};
+  for (const auto &[server_address, address] : forms) {
     std::unique_ptr<TestServer> server;
     try {
-      server = std::make_unique<TestServer>(f.server);
+      server = std::make_unique<TestServer>(server_address);
     } catch (const std::system_error &) {
       continue;
     }
     Recorder rec;
     Client client;
-    const std::string port = std::to_string(server->port());
-    ASSERT_TRUE(client.connect(f.port_in_text ? f.address + port : f.address,
-                               f.port_in_text ? 1 : server->port(), rec))
-        << f.address;
-    EXPECT_NE(server->wait_conn(0), nullptr) << f.address;
+    const std::string text(address), port = std::to_string(server->port());
+    const bool port_in_text = text.ends_with(':');
+    ASSERT_TRUE(client.connect(port_in_text ? text + port : text, port_in_text ? 1 : server->port(), rec))
+        << text;
+    EXPECT_NE(server->wait_conn(0), nullptr) << text;
   }
 }
 

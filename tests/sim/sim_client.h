@@ -165,14 +165,13 @@ class Client {
 class SimTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    sim_ = std::make_unique<DeviceSim>(SimOptions{.port = 0});
     std::string error;
-    ASSERT_TRUE(sim_->start(&error)) << error;
+    ASSERT_TRUE(sim_.start(&error)) << error;
   }
 
-  std::unique_ptr<Client> connect() { return std::make_unique<Client>(sim_->port()); }
+  std::unique_ptr<Client> connect() { return std::make_unique<Client>(sim_.port()); }
 
-  std::unique_ptr<DeviceSim> sim_;
+  DeviceSim sim_{SimOptions{.port = 0}};
 };
 
 }  // namespace qz::sim::test

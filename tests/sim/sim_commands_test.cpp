@@ -58,7 +58,7 @@ TEST_F(SimCommands, RefusesBadRequestsAndKeepsTheState) {
       {"passive wireless sub 134", 49, 134, {}, 1},
   };
   auto c = connect();
-  const DeviceState before = sim_->state();
+  const DeviceState before = sim_.state();
   uint32_t seq = 1;
   for (const auto &r : cases) {
     SCOPED_TRACE(r.name);
@@ -68,10 +68,10 @@ TEST_F(SimCommands, RefusesBadRequestsAndKeepsTheState) {
     EXPECT_EQ(a.seq, seq++);
     EXPECT_TRUE(a.payload.empty());
   }
-  EXPECT_TRUE(sim_->state() == before);
+  EXPECT_TRUE(sim_.state() == before);
 
   // Lenient mode stores odd values but still checks lengths.
-  sim_->set_strict(false);
+  sim_.set_strict(false);
   EXPECT_EQ(c->exchange(169, 178, seq++, {3}).code, 0);
   EXPECT_EQ(c->exchange(169, 179, seq++).payload, Bytes{3});
   EXPECT_EQ(c->exchange(169, 128, seq++, {}).code, 2);
@@ -97,14 +97,14 @@ TEST_F(SimCommands, SystemTimeBlockShowsTheTimeItWasSetTo) {
       {Bytes(20, 0), ""},  // year 0
   };
   std::ostringstream log;
-  sim_->set_log(&log);
+  sim_.set_log(&log);
   auto c = connect();
   uint32_t seq = 1;
   for (const auto &[block, text] : cases) {
     SCOPED_TRACE(text.empty() ? "another layout" : text);
     log.str("");
     ASSERT_EQ(c->exchange(169, 136, seq++, block).code, 0);
-    const DeviceState state = sim_->state();
+    const DeviceState state = sim_.state();
     EXPECT_EQ(Bytes(state.system_time.begin(), state.system_time.end()), block);
     const auto shown = state_to_json(state)["system_time_text"];
     EXPECT_EQ(shown, text.empty() ? nlohmann::json() : nlohmann::json(text));
@@ -113,7 +113,7 @@ TEST_F(SimCommands, SystemTimeBlockShowsTheTimeItWasSetTo) {
         std::string::npos)
         << log.str();
   }
-  sim_->set_log(nullptr);
+  sim_.set_log(nullptr);
 }
 
 TEST_F(SimCommands, MalformedFramesAreAnsweredWithNonZeroCodes) {
@@ -132,7 +132,7 @@ TEST_F(SimCommands, MalformedFramesAreAnsweredWithNonZeroCodes) {
     EXPECT_EQ(a.main, 169);
     EXPECT_EQ(a.sub, 128);
   }
-  EXPECT_EQ(sim_->state().hdmi_enabled, DeviceState{}.hdmi_enabled);
+  EXPECT_EQ(sim_.state().hdmi_enabled, DeviceState{}.hdmi_enabled);
 
   // A good request is answered with package type 1 and its main, sub and seq.
   c->send(request(173, 128, 0xA1B2C3D4));

@@ -1,6 +1,6 @@
 // A frame builder, and a small asio TCP server that accepts on an ephemeral loopback
 // port, records what each connection receives and lets the test send, close or reset,
-// hold off reading as a stalled peer would, or read a trickle.
+// or hold off reading as a stalled peer would.
 #ifndef QZ_TEST_SERVER_H
 #define QZ_TEST_SERVER_H
 
@@ -44,29 +44,30 @@ inline Bytes make_frame(std::size_t payload, std::uint8_t fill = 0xAB, std::uint
 class TestServer {
  public:
   struct Conn {
-    explicit Conn(asio::io_context &ctx) : socket(ctx), timer(ctx) {}
+    explicit Conn(asio::io_context &ctx) : socket(ctx) {}
     tcp::socket socket;
-    asio::steady_timer timer;  // the pause between reads
-    Bytes received;            // this and eof under the server's mutex
+    Bytes received;  // this and eof under the server's mutex
     bool eof = false;
     std::array<std::uint8_t, 65536> buffer{};
   };
   using ConnPtr = std::shared_ptr<Conn>;
 
-  // With `reading` false, a connection is read only after start_reading; each read
-  // of up to 64 KiB is followed by `pause`.
-  explicit TestServer(const char *address = "127.0.0.1", bool reading = true,
-                      std::chrono::milliseconds pause = 0ms)
+  // With `reading` false, a connection is read only after start_reading.
+  explicit TestServer(const char *address = "127.0.0.1", bool reading = true)
       : work_(asio::make_work_guard(ctx_)),
         acceptor_(ctx_, tcp::endpoint(asio::ip::make_address(address), 0)),
-        reading_(reading),
-        pause_(pause) {
+        reading_(reading) {
     accept();
     thread_ = std::thread([this] { ctx_.run(); });
   }
 
   ~TestServer() {
-    close_all();
+    run_on_server([this] {
+      asio::error_code ignored;
+      acceptor_.close(ignored);
+      std::lock_guard<std::mutex> lock(mutex_);
+      for (auto &c : conns_) c->socket.close(ignored);
+    });
     work_.reset();
     ctx_.stop();
     thread_.join();
@@ -78,16 +79,6 @@ class TestServer {
   ConnPtr wait_conn(std::size_t index, std::chrono::milliseconds timeout = 5s) {
     std::unique_lock<std::mutex> lock(mutex_);
     return cv_.wait_for(lock, timeout, [&] { return conns_.size() > index; }) ? conns_[index] : nullptr;
-  }
-
-  // Stops accepting and closes every connection.
-  void close_all() {
-    run_on_server([this] {
-      asio::error_code ignored;
-      acceptor_.close(ignored);
-      std::lock_guard<std::mutex> lock(mutex_);
-      for (auto &c : conns_) c->socket.close(ignored);
-    });
   }
 
   // Writes on the server thread and waits for the write to complete.
@@ -118,17 +109,6 @@ class TestServer {
     std::unique_lock<std::mutex> lock(mutex_);
     cv_.wait_for(lock, timeout, [&] { return c->received.size() >= n; });
     return c->received;
-  }
-
-  // Moves what the connection received since the last take to the end of `out`, once
-  // there is some or the time is up; false once the peer closed and all was taken.
-  bool take_received(const ConnPtr &c, Bytes &out, std::chrono::milliseconds timeout) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    cv_.wait_for(lock, timeout, [&] { return !c->received.empty() || c->eof; });
-    out.insert(out.end(), c->received.begin(), c->received.end());
-    const bool taken = !c->received.empty();
-    c->received.clear();
-    return taken || !c->eof;
   }
 
   bool wait_eof(const ConnPtr &c) {
@@ -165,10 +145,7 @@ class TestServer {
       if (ec) c->eof = true;
       if (!ec) c->received.insert(c->received.end(), c->buffer.begin(), c->buffer.begin() + n);
       cv_.notify_all();
-      if (ec) return;
-      if (pause_.count() == 0) return read(c);
-      c->timer.expires_after(pause_);
-      c->timer.async_wait([this, c](const asio::error_code &) { read(c); });
+      if (!ec) read(c);
     });
   }
 
@@ -176,7 +153,6 @@ class TestServer {
   asio::executor_work_guard<asio::io_context::executor_type> work_;
   tcp::acceptor acceptor_;
   const bool reading_;
-  const std::chrono::milliseconds pause_;
   std::thread thread_;
   std::mutex mutex_;
   std::condition_variable cv_;
