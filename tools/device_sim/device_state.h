@@ -12,23 +12,19 @@
 
 #include "commands.h"
 #include "machine_record_layout.h"
+#include "device_limits.h"
 #include "system_time.h"
 
 namespace qz::sim {
 
-// Longest texts the device keeps; a set request with a longer text is refused.
-// Those of the configuration record are its field widths.
-inline constexpr std::size_t kIdentityTextMax = wire::machine_record::kIdentityTextWidth;
-inline constexpr std::size_t kSerialNumberMax = wire::machine_record::kSerialWidth;
-inline constexpr std::size_t kIpTextMax = wire::machine_record::kIpTextWidth;
-inline constexpr std::size_t kLinkTextMax = 64;  // visual camera and MQTT texts
-inline constexpr std::size_t kVisualSnMax = 32;
-inline constexpr std::size_t kChannelNameMax = wire::machine_record::kMaxNameLength;
-inline constexpr std::size_t kGb28181TextMax = 63;
-inline constexpr std::size_t kDomainMax = 128;
-inline constexpr std::size_t kAccountInfoMax = 4096;
+// Longest texts the device keeps (a set request with a longer text is
+// refused) and the ranges of its small numbers.
+using namespace wire::limits;
+using wire::CivilTime;
+using wire::kSystemTimeSize;
+using wire::SystemTimeBlock;
+using wire::system_time_text;
 inline constexpr std::size_t kOsdItemCount = wire::osd::kItemCount;
-inline constexpr std::size_t kIpTextCount = wire::machine_record::kIpTextCount;
 
 // One on-screen display item; value1 and value2 are positions or sizes whose
 // meaning depends on the item.
@@ -132,13 +128,6 @@ struct DeviceState {
 
   static std::array<OsdItem, kOsdItemCount> default_osd_items();
 };
-
-// Ranges the device accepts for its numeric settings (inclusive).
-inline constexpr uint8_t kLinkCountMax = 16;
-inline constexpr uint8_t kPaletteMax = 15;
-inline constexpr uint8_t kFramerateMin = 1;
-inline constexpr uint8_t kFramerateMax = 60;
-inline constexpr uint8_t kLensMethodMax = 3;
 
 namespace setting = wire::setting;
 

@@ -68,7 +68,7 @@ bool parse_civil(const std::string &text, CivilTime &out) {
   }
   if (static_cast<std::size_t>(consumed) != text.size() || (sep != 'T' && sep != ' ')) return false;
   out = CivilTime{y, mo, d, h, mi, s, 0};
-  return qz::sim::valid_time(out);
+  return qz::wire::valid_time(out);
 }
 
 }  // namespace
@@ -153,8 +153,8 @@ SystemTimeBlock parse_system_time(const std::string &text, std::string_view labe
   constexpr std::string_view kForm = "now, YYYY-MM-DDTHH:MM:SS (1970..2099) or hex: and 40 hex digits";
   if (lower(text) == "now") {
     const CivilTime now = local_now();
-    shown = qz::sim::format_time(now, false);
-    return qz::sim::encode_system_time(now);
+    shown = qz::wire::format_time(now, false);
+    return qz::wire::encode_system_time(now);
   }
   if (text.rfind("hex:", 0) == 0) {
     std::string bytes;
@@ -168,8 +168,8 @@ SystemTimeBlock parse_system_time(const std::string &text, std::string_view labe
   }
   CivilTime time{};
   if (!parse_civil(text, time)) bad_value(label, text, kForm);
-  shown = qz::sim::format_time(time, false);
-  return qz::sim::encode_system_time(time);
+  shown = qz::wire::format_time(time, false);
+  return qz::wire::encode_system_time(time);
 }
 
 }  // namespace qznds

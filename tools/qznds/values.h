@@ -35,9 +35,9 @@ std::string to_hex(const uint8_t *data, std::size_t size);
 // The 20-byte system time block, in the tools' layout (system_time.h) for
 // "now" (the local clock) and "YYYY-MM-DDTHH:MM:SS"; "hex:" and 40 hex
 // digits give any other layout.
-using qz::sim::CivilTime;
-using qz::sim::kSystemTimeSize;
-using qz::sim::SystemTimeBlock;
+using qz::wire::CivilTime;
+using qz::wire::kSystemTimeSize;
+using qz::wire::SystemTimeBlock;
 
 // "now", "YYYY-MM-DDTHH:MM:SS" or "hex:" + 40 hex digits. `shown` receives
 // the time as text ("" for a hex block).

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <iterator>
 
-namespace qz::sim {
+namespace qz::wire {
 
 namespace {
 
@@ -62,4 +62,4 @@ std::string system_time_text(const SystemTimeBlock &block) {
   return time ? format_time(*time, true) : "";
 }
 
-}  // namespace qz::sim
+}  // namespace qz::wire

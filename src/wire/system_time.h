@@ -12,7 +12,7 @@
 #include <optional>
 #include <string>
 
-namespace qz::sim {
+namespace qz::wire {
 
 inline constexpr std::size_t kSystemTimeSize = 20;
 using SystemTimeBlock = std::array<uint8_t, kSystemTimeSize>;
@@ -40,4 +40,4 @@ std::string format_time(const CivilTime &time, bool with_milliseconds);
 // The time a block was set to, with milliseconds; "" for another layout.
 std::string system_time_text(const SystemTimeBlock &block);
 
-}  // namespace qz::sim
+}  // namespace qz::wire
