@@ -1,89 +1,37 @@
 #include "commands.h"
 
-#include <chrono>
-#include <cstdio>
+#include <csignal>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <mutex>
 #include <optional>
-#include <string>
 #include <thread>
+
 #ifdef _WIN32
 #include <io.h>
 #else
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
 #include "device.h"
 #include "errors.h"
+#include "fleet.h"
 #include "output.h"
 #include "sdk_log.h"
-#include "settings.h"
+#include "secrets.h"
 #include "simulator.h"
 
 namespace qznds {
 
 namespace {
 
-constexpr std::size_t kIdentityBuffer = 32;
-constexpr std::size_t kSerialBuffer = 64;
 // A rebooting device drops the connection; the tool stays this long to see it
 // (and so that its own close does not cut the request short).
 constexpr std::chrono::milliseconds kRebootWait{3000};
-
-Json identity(Device &d) {
-  uint16_t value1 = 0, value2 = 0;
-  char texts[3][kIdentityBuffer + 1] = {};
-  d.call("get machine-info", [&](qz_nds_handle h) {
-    return qz_nds_get_machine_info(h, &value1, &value2, nullptr, texts[0], texts[1], texts[2]);
-  });
-  char sn[kSerialBuffer] = {};
-  uint32_t len = 0;
-  d.call("get sn", [&](qz_nds_handle h) { return qz_nds_get_sn(h, sn, &len); });
-  return Json{{"serial_number", text_json(std::string_view(sn, std::min<std::size_t>(len, kSerialBuffer)))},
-              {"text1", text_json(std::string(texts[0], strnlen(texts[0], kIdentityBuffer)))},
-              {"text2", text_json(std::string(texts[1], strnlen(texts[1], kIdentityBuffer)))},
-              {"text3", text_json(std::string(texts[2], strnlen(texts[2], kIdentityBuffer)))},
-              {"value1", value1},
-              {"value2", value2}};
-}
-
-// The named settings (or those of one family) as one object.
-Json read_group(Device &d, std::initializer_list<std::string_view> names) {
-  Json group = Json::object();
-  for (auto name : names) group[std::string(name)] = read_setting(d, *find_setting(name));
-  return group;
-}
-
-Json read_family(Device &d, std::string_view family) {
-  Json group = Json::object();
-  for (const auto &s : settings()) {
-    if (s.family == family && s.readable()) group[s.name] = read_setting(d, s);
-  }
-  return group;
-}
-
-Json info(Device &d) {
-  d.read_record();
-  Json doc{{"command", "info"}, {"device", d.address()}};
-  doc["identity"] = identity(d);
-  doc["ip_settings"] = read_setting(d, *find_setting("ip-info"));
-  doc["feature_switches"] = read_family(d, kFamilySwitches);
-  doc["link_counts"] =
-      read_group(d, {"ps-link-count", "ad-link-count", "visual-link-count", "ptz-link-count"});
-  doc["image"] = read_group(d, {"default-palette", "framerate", "len-adjust-method"});
-  doc["osd"] = read_family(d, kFamilyOsd);
-  return doc;
-}
-
-Json keep_alive(Device &d, const CommandLine &line, const Output &out) {
-  const auto pause = std::chrono::duration<double>(line.interval);
-  for (int i = 1; i <= line.count; ++i) {
-    if (i > 1) std::this_thread::sleep_for(pause);
-    d.call("keep-alive", qz_nds_keep_alive);
-    out.progress("keep-alive " + std::to_string(i) + "/" + std::to_string(line.count) + " sent");
-  }
-  return Json{
-      {"command", "keep-alive"}, {"device", d.address()}, {"sent", line.count}, {"interval", line.interval}};
-}
+constexpr std::size_t kDocumentFileMax = std::size_t{8} << 20;
 
 bool stdin_is_terminal() {
 #ifdef _WIN32
@@ -95,46 +43,279 @@ bool stdin_is_terminal() {
 
 // A reboot typed at a terminal is asked about first; scripts (stdin not a
 // terminal) and --yes go ahead.
-void confirm_reboot(const CommandLine &line) {
+void confirm_reboot(const CommandLine &line, const std::vector<Target> &targets) {
   if (line.yes || !stdin_is_terminal()) return;
-  const std::string target = line.simulate ? "the simulated device" : line.device;
-  std::cerr << "Reboot " << target << "? [y/N] " << std::flush;
+  const std::string what = line.simulate         ? "the simulated device"
+                           : targets.size() == 1 ? targets.front().address
+                                                 : std::to_string(targets.size()) + " devices";
+  std::cerr << "Reboot " << what << "? [y/N] " << std::flush;
   std::string answer;
   std::getline(std::cin, answer);
   if (answer == "y" || answer == "Y" || answer == "yes") return;
   throw ToolError(ErrorKind::failed, "reboot not confirmed: nothing was sent");
 }
 
-// The setting of get/set, checked before any device is contacted.
-const Setting &chosen_setting(const CommandLine &line) {
-  const Setting *s = find_setting(line.setting);
-  if (s == nullptr) {
-    throw ToolError(ErrorKind::usage, "unknown setting \"" + line.setting + "\" (qznds settings lists them)");
+Json read_json_file(const std::string &path, const std::string &what) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) throw ToolError(ErrorKind::bad_value, what + " " + path + " cannot be read");
+  std::string text;
+  char chunk[65536];
+  while (file.read(chunk, sizeof chunk) || file.gcount() > 0) {
+    text.append(chunk, static_cast<std::size_t>(file.gcount()));
+    if (text.size() > kDocumentFileMax)
+      throw ToolError(ErrorKind::bad_value, what + " " + path + " is larger than 8 MiB");
   }
-  if (line.command == "get" && !s->readable()) {
-    throw ToolError(ErrorKind::usage, s->name + " cannot be read: the device has no query for it");
-  }
-  if (line.command == "set" && !s->writable())
-    throw ToolError(ErrorKind::usage, s->name + " cannot be written");
-  return *s;
+  Json doc = Json::parse(text, nullptr, false);
+  if (doc.is_discarded() || !doc.is_object())
+    throw ToolError(ErrorKind::bad_value, what + " " + path + " is not a JSON object");
+  return doc;
 }
 
-Json execute(Device &d, const CommandLine &line, const Setting *setting, const PreparedWrite *write,
-             const Output &out) {
-  if (line.command == "info") return info(d);
-  if (line.command == "get") {
-    return Json{{"command", "get"}, {"setting", setting->name}, {"value", read_setting(d, *setting)}};
+// Writes a file readable by its owner only when it holds secrets.
+void write_file(const std::string &path, const std::string &text, bool secret) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  if (!file) throw ToolError(ErrorKind::failed, "cannot write " + path);
+#ifndef _WIN32
+  if (secret) chmod(path.c_str(), S_IRUSR | S_IWUSR);
+#endif
+  file << text << '\n';
+  if (!file.flush()) throw ToolError(ErrorKind::failed, "cannot write " + path);
+}
+
+// The document each device gets: the file's settings, the device's own from
+// the inventory over them, and the secrets over both.
+Json document_for(const Json &document, const Target &target, const Json &secrets) {
+  Json out = document;
+  if (!out.contains("settings") || !out["settings"].is_object())
+    return out;  // the library says what is wrong
+  out["settings"].update(target.settings);
+  out["settings"].update(secrets);
+  return out;
+}
+
+std::string file_name_for(const Target &target) {
+  std::string name = target.name;
+  for (char &c : name) {
+    if (!std::isalnum(static_cast<unsigned char>(c)) && c != '-' && c != '_' && c != '.') c = '_';
   }
-  if (line.command == "set") {
-    write_setting(d, *setting, *write);
-    return Json{{"command", "set"}, {"setting", setting->name}, {"value", write->value}};
+  return name + ".json";
+}
+
+// What a command does on one device, checked as far as can be before any
+// device is contacted.
+struct Plan {
+  DeviceWork work;
+  ResultCheck check = [](const Json &) {};
+};
+
+void check_report(const Json &result) {
+  const Json &report = result.contains("report") ? result["report"] : result;
+  if (!report.value("ok", false)) throw report_failure(report);
+}
+
+Plan plan_for(const CommandLine &line, bool fleet) {
+  const std::string &cmd = line.command;
+  if (cmd == "info") {
+    return {[](Device &d, const Target &) { return d.export_config(false); }};
   }
-  if (line.command == "reboot") {
-    const bool closed = d.reboot(kRebootWait);
-    return Json{{"command", "reboot"}, {"device", d.address()}, {"connection_closed", closed}};
+  if (cmd == "get") {
+    const CatalogueEntry *e = find_entry(line.setting);
+    if (e == nullptr)
+      throw ToolError(ErrorKind::usage,
+                      "unknown setting \"" + line.setting + "\" (qznds settings lists them)");
+    if (!e->readable)
+      throw ToolError(ErrorKind::usage, e->name + " cannot be read: the device has no query for it");
+    return {[name = e->name](Device &d, const Target &) {
+      return Json{{"setting", name}, {"value", d.get(name)}};
+    }};
   }
-  if (line.command == "keep-alive") return keep_alive(d, line, out);
-  throw ToolError(ErrorKind::usage, "unknown command \"" + line.command + "\"");
+  if (cmd == "set") {
+    const CatalogueEntry *e = find_entry(line.setting);
+    if (e == nullptr)
+      throw ToolError(ErrorKind::usage,
+                      "unknown setting \"" + line.setting + "\" (qznds settings lists them)");
+    Json value;
+    if (e->secret) {
+      if (!line.values.empty()) {
+        throw ToolError(ErrorKind::usage,
+                        e->name +
+                            " is a secret and is never taken from the command line: give it "
+                            "with --secrets env|FILE|-");
+      }
+      if (line.secrets.empty()) throw ToolError(ErrorKind::usage, e->name + " needs --secrets env|FILE|-");
+      const Json secrets = load_secrets(line.secrets);
+      if (!secrets.contains(e->name))
+        throw ToolError(ErrorKind::bad_value, "the secrets give no value for " + e->name);
+      value = secrets[e->name];
+    } else {
+      if (line.values.empty())
+        throw ToolError(ErrorKind::usage, "set " + e->name + " needs a value: " + e->form);
+      value = value_from_words(*e, line.values);
+    }
+    const Json doc{{"settings", {{e->name, value}}}};
+    return {[doc, name = e->name](Device &d, const Target &) {
+              const Json report = d.apply(doc, QZ_NDSX_FORCE);
+              Json result{{"setting", name}, {"value", nullptr}, {"report", report}};
+              if (!report["settings"].empty()) result["value"] = report["settings"][0].value("after", Json());
+              return result;
+            },
+            check_report};
+  }
+  if (cmd == "export") {
+    if (line.with_secrets && line.output.empty())
+      throw ToolError(ErrorKind::usage,
+                      "--with-secrets writes only to a file: add -o FILE (secrets are never echoed)");
+    if (fleet && !line.output.empty()) {
+      std::error_code ec;
+      std::filesystem::create_directories(line.output, ec);
+      if (!std::filesystem::is_directory(line.output))
+        throw ToolError(
+            ErrorKind::bad_value,
+            "-o " + line.output + ": with several devices this is a folder, and it cannot be made");
+    }
+    return {[&line, fleet](Device &d, const Target &t) {
+      Json doc = d.export_config(line.with_secrets);
+      doc["device"]["address"] = t.address;
+      if (fleet) doc["device"]["name"] = t.name;
+      if (line.output.empty()) return doc;
+      const std::string path =
+          fleet ? (std::filesystem::path(line.output) / file_name_for(t)).string() : line.output;
+      write_file(path, doc.dump(2), line.with_secrets);
+      return Json{{"file", path}, {"settings", doc["settings"].size()}};
+    }};
+  }
+  if (cmd == "apply") {
+    const Json document = read_json_file(line.document, "the document");
+    const Json secrets = line.secrets.empty() ? Json::object() : load_secrets(line.secrets);
+    const unsigned flags = line.dry_run ? QZ_NDSX_DRY_RUN : 0;
+    return {[document, secrets, flags](Device &d, const Target &t) {
+              return Json{{"report", d.apply(document_for(document, t, secrets), flags)}};
+            },
+            check_report};
+  }
+  if (cmd == "reboot") {
+    return {[](Device &d, const Target &) { return Json{{"connection_closed", d.reboot(kRebootWait)}}; }};
+  }
+  if (cmd == "keep-alive") {
+    return {[&line](Device &d, const Target &) {
+      const auto pause = std::chrono::duration<double>(line.interval);
+      for (int i = 1; i <= line.count; ++i) {
+        if (i > 1) std::this_thread::sleep_for(pause);
+        d.call("keep-alive", qz_nds_keep_alive);
+      }
+      return Json{{"sent", line.count}, {"interval", line.interval}};
+    }};
+  }
+  throw ToolError(ErrorKind::usage, "unknown command \"" + cmd + "\"");
+}
+
+std::vector<Target> targets_of(const CommandLine &line) {
+  std::vector<Target> targets;
+  if (!line.inventory.empty()) targets = load_inventory(line.inventory);
+  for (const auto &address : line.devices) targets.push_back(Target{address, address});
+  return targets;
+}
+
+// The exit code of a run: 0 when every device succeeded, else the code of
+// the failures' kind when they share one, else that of a plain failure.
+int fleet_exit_code(const std::vector<DeviceOutcome> &outcomes) {
+  std::optional<ErrorKind> kind;
+  bool mixed = false;
+  for (const auto &o : outcomes) {
+    if (o.ok) continue;
+    if (kind && *kind != o.error->kind()) mixed = true;
+    kind = o.error->kind();
+  }
+  if (!kind) return kExitOk;
+  return mixed ? exit_code(ErrorKind::failed) : exit_code(*kind);
+}
+
+int run_on(const CommandLine &line, const std::vector<Target> &targets, bool fleet, const Plan &plan) {
+  const Output out(line.json);
+  std::vector<DeviceOutcome> outcomes(targets.size());
+  std::optional<ProgressBar> bar;
+  if (fleet) bar.emplace(targets.size(), line.command);
+  std::size_t finished = 0, failed = 0;
+  const auto start = std::chrono::steady_clock::now();
+  run_fleet(targets, line.jobs, plan.work, plan.check, [&](std::size_t i, const DeviceOutcome &o) {
+    outcomes[i] = o;
+    ++finished;
+    if (!o.ok) ++failed;
+    if (fleet && line.json) {
+      if (bar) bar->finish();
+      out.device_line(line.command, targets[i], o);
+    }
+    if (bar) bar->update(finished, failed);
+  });
+  if (bar) bar->finish();
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  if (fleet) {
+    out.fleet_summary(line.command, targets, outcomes, seconds);
+  } else if (outcomes.front().ok) {
+    out.success(line.command, targets.front(), outcomes.front().result);
+  } else {
+    out.failure(line.command, *outcomes.front().error, outcomes.front().result);
+  }
+  return fleet_exit_code(outcomes);
+}
+
+// ---- monitor -------------------------------------------------------------------
+
+volatile std::sig_atomic_t g_stop = 0;
+
+// Each round: a keep-alive and one read of the configuration record per
+// device over a session kept from round to round, and the drift from a
+// document when one is given; a line for each device whose state changed.
+int monitor(const CommandLine &line, const std::vector<Target> &targets) {
+  const Output out(line.json);
+  std::optional<Json> document;
+  if (!line.document.empty()) document = read_json_file(line.document, "the document");
+  std::vector<std::unique_ptr<Device>> sessions(targets.size());
+  std::vector<std::string> states(targets.size());
+  std::signal(SIGINT, [](int) { g_stop = 1; });
+  std::signal(SIGTERM, [](int) { g_stop = 1; });
+  std::mutex print_mutex;
+  int down = 0;
+  for (int round = 1; !g_stop && (line.count == 0 || round <= line.count); ++round) {
+    if (round > 1) {
+      const auto until = std::chrono::steady_clock::now() + std::chrono::duration<double>(line.interval);
+      while (!g_stop && std::chrono::steady_clock::now() < until)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    down = 0;
+    parallel_for(targets.size(), line.jobs, [&](std::size_t i) {
+      Json state{{"state", "up"}};
+      try {
+        if (!sessions[i] || !sessions[i]->connected()) {
+          sessions[i].reset();
+          auto session = std::make_unique<Device>();
+          session->connect(targets[i].address);
+          sessions[i] = std::move(session);
+        }
+        Device &d = *sessions[i];
+        d.call("keep-alive", qz_nds_keep_alive);
+        state["framerate"] = d.get("framerate");
+        if (document) {
+          const Json report = d.apply(document_for(*document, targets[i], Json::object()), QZ_NDSX_DRY_RUN);
+          Json drift = Json::array();
+          for (const Json &s : report["settings"]) {
+            if (s["status"] != "unchanged") drift.push_back(s["setting"]);
+          }
+          if (!drift.empty()) state = Json{{"state", "drift"}, {"settings", drift}};
+        }
+      } catch (const ToolError &error) {
+        sessions[i].reset();
+        state = Json{{"state", "down"}, {"kind", kind_name(error.kind())}, {"message", error.what()}};
+      }
+      const std::lock_guard<std::mutex> lock(print_mutex);
+      if (state["state"] == "down") ++down;
+      const std::string key = state.dump();
+      if (key == states[i]) return;
+      states[i] = key;
+      out.monitor_line(targets[i], state);
+    });
+  }
+  return down == 0 ? kExitOk : exit_code(ErrorKind::unreachable);
 }
 
 }  // namespace
@@ -143,34 +324,36 @@ int run(const CommandLine &line) {
   const Output out(line.json);
   try {
     if (line.command == "settings") {
-      out.success(Json{{"command", "settings"}, {"settings", settings_list()}});
+      out.settings();
       return kExitOk;
+    }
+    if (line.command == "schema") {
+      std::cout << qz_ndsx_config_schema() << '\n';
+      return kExitOk;
+    }
+    std::vector<Target> targets = targets_of(line);
+    const bool fleet = !line.inventory.empty() || targets.size() > 1;
+    if (targets.empty() && !line.simulate) {
+      throw ToolError(
+          ErrorKind::usage,
+          "no device given: use --device HOST[:PORT] (repeatable), --inventory FILE or --simulate");
     }
     // Everything that can be checked without a device is checked first, so a
     // mistake costs no connection and sends nothing.
-    const bool uses_setting = line.command == "get" || line.command == "set";
-    const Setting *setting = uses_setting ? &chosen_setting(line) : nullptr;
-    if (line.device.empty() && !line.simulate) {
-      throw ToolError(ErrorKind::usage, "no device given: use --device HOST[:PORT] or --simulate");
-    }
-    std::optional<PreparedWrite> write;
-    if (line.command == "set") write = setting->prepare(line.values);
-    if (line.command == "reboot") confirm_reboot(line);
+    const Plan plan = line.command == "monitor" ? Plan{} : plan_for(line, fleet);
+    if (line.command == "reboot") confirm_reboot(line, targets);
 
     SdkLog log(line.verbose);
     std::optional<Simulator> sim;
-    if (line.simulate) sim.emplace(line.sim_state);
-    Json doc;
-    {
-      Device device;
-      device.connect(sim ? sim->address() : line.device);
-      doc = execute(device, line, setting, write ? &*write : nullptr, out);
+    if (line.simulate) {
+      sim.emplace(line.sim_state);
+      targets = {Target{sim->address(), "simulated"}};
     }
+    const int code = line.command == "monitor" ? monitor(line, targets) : run_on(line, targets, fleet, plan);
     if (sim) sim->finish();
-    out.success(doc);
-    return kExitOk;
+    return code;
   } catch (const ToolError &error) {
-    out.failure(line.command, error);
+    out.failure(line.command, error, Json());
     return exit_code(error.kind());
   }
 }

@@ -1,23 +1,32 @@
-// The sub-commands: what the command line asked for, and running it.
+// The sub-commands: what the command line asked for, and running it on one
+// device or on many.
 #pragma once
 
 #include <string>
+#include <vector>
 
-#include "values.h"
+#include "catalogue.h"
 
 namespace qznds {
 
 struct CommandLine {
-  std::string command;  // info, get, set, reboot, keep-alive, settings
-  std::string device;
+  std::string command;  // info, get, set, export, apply, reboot, keep-alive, monitor, settings, schema
+  std::vector<std::string> devices;
+  std::string inventory;
+  int jobs = 32;
   bool simulate = false;
   std::string sim_state;
   bool json = false;
   bool verbose = false;
   std::string setting;
   Args values;
-  double interval = 10.0;  // keep-alive: seconds between messages
-  int count = 1;           // keep-alive: messages to send
+  std::string document;  // apply: the wanted configuration; monitor: drift against it
+  std::string output;    // export: a file (one device) or a folder (many)
+  bool with_secrets = false;
+  std::string secrets;     // env, - or FILE
+  bool dry_run = false;    // apply --diff / --dry-run
+  double interval = 10.0;  // keep-alive, monitor: seconds between rounds
+  int count = 1;           // keep-alive: messages; monitor: rounds (0: until stopped)
   bool yes = false;        // reboot: no question on a terminal
 };
 

@@ -3,7 +3,7 @@
 #include <sstream>
 #include <vector>
 
-#include "settings.h"
+#include "catalogue.h"
 
 namespace qznds {
 
@@ -25,10 +25,10 @@ std::string option_words(const CLI::App &app) {
   return join(words, " ");
 }
 
-std::string setting_names(bool (Setting::*can)() const) {
+std::string setting_names(bool readable_only) {
   std::vector<std::string> names;
-  for (const auto &s : settings()) {
-    if ((s.*can)()) names.push_back(s.name);
+  for (const auto &s : catalogue()) {
+    if (s.readable || !readable_only) names.push_back(s.name);
   }
   return join(names, " ");
 }
@@ -58,7 +58,7 @@ std::string bash_completion(const CLI::App &app) {
   for (const CLI::App *command : app.get_subcommands({})) {
     const std::string &name = command->get_name();
     if (name == "get" || name == "set") {
-      const std::string names = setting_names(name == "get" ? &Setting::readable : &Setting::writable);
+      const std::string names = setting_names(name == "get");
       out << "    " << name << ") [[ $prev == " << name << " ]] && words=\"" << names << "\" ;;\n";
       continue;
     }

@@ -1,4 +1,5 @@
-// One SDK session with one device: init, connect, checked calls, uninit.
+// One SDK session with one device: init, connect, checked calls, the
+// configuration documents, uninit.
 #pragma once
 
 #include <chrono>
@@ -6,8 +7,9 @@
 #include <string>
 #include <string_view>
 
+#include "catalogue.h"
 #include "errors.h"
-#include "qz_net_dev_setting.h"
+#include "qz_nds_config.h"
 
 namespace qznds {
 
@@ -21,18 +23,17 @@ class Device {
 
   // HOST[:PORT]; ToolError(unreachable) when no connection stands.
   void connect(const std::string &address);
+  bool connected() const;
 
-  // Runs one SDK call and throws ToolError, naming `what` ("set framerate"),
-  // when it failed. A call whose exchange failed fails even when it returned
-  // true (the MQTT exports and the IP settings query do); an argument the SDK
-  // refused counts only when `fn` returned false, so that `fn` can accept a
-  // buffer it sized to learn the needed size.
+  // Runs one SDK call and throws ToolError, naming `what` ("keep-alive"),
+  // when it failed.
   void call(std::string_view what, const std::function<bool(qz_nds_handle)> &fn);
 
-  // Reads the machine configuration record once per session: the cached
-  // getters answer from it and the passive wireless requests need its serial
-  // number.
-  void read_record();
+  // One setting's value, the whole configuration, or a document applied
+  // (its report, whatever the outcome of each setting).
+  Json get(const std::string &name);
+  Json export_config(bool with_secrets);
+  Json apply(const Json &document, unsigned flags);
 
   // Sends the reboot request and waits, at most `limit`, for the device to
   // close the connection as it restarts; true when it did.
@@ -41,14 +42,18 @@ class Device {
   const std::string &address() const { return address_; }
 
  private:
-  // The outcome of this thread's last call on the session, and the
-  // ToolError for it, naming `what`.
   qz_ndsx_error last_error() const;
   ToolError failure(std::string_view what) const;
+  // The library's text from `fn`, parsed; ToolError naming `what` when the
+  // call failed and gave no text.
+  Json text_call(std::string_view what, const std::function<bool(qz_nds_handle, char **)> &fn);
 
   qz_nds_handle handle_ = nullptr;
   std::string address_;
-  bool record_read_ = false;
 };
+
+// The failure a report stands for: what ended the apply, else its first
+// setting that did not end unchanged or changed.
+ToolError report_failure(const Json &report);
 
 }  // namespace qznds

@@ -1,6 +1,7 @@
 #include "errors.h"
 
 #include <array>
+#include <utility>
 
 namespace qznds {
 
@@ -40,6 +41,22 @@ ErrorKind kind_of(int sdk_kind) {
 }
 
 }  // namespace
+
+ErrorKind kind_named(std::string_view report_kind) {
+  static constexpr std::pair<std::string_view, ErrorKind> kNames[] = {
+      {"bad_argument", ErrorKind::bad_value},
+      {"not_connected", ErrorKind::unreachable},
+      {"connect_failed", ErrorKind::unreachable},
+      {"send_failed", ErrorKind::unreachable},
+      {"connection_lost", ErrorKind::unreachable},
+      {"timeout", ErrorKind::timeout},
+      {"refused", ErrorKind::refused},
+      {"bad_answer", ErrorKind::bad_answer}};
+  for (const auto &[name, kind] : kNames) {
+    if (name == report_kind) return kind;
+  }
+  return ErrorKind::failed;
+}
 
 std::span<const ExitCodeInfo> exit_codes() {
   return kExitCodes;

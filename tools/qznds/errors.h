@@ -51,4 +51,7 @@ class ToolError : public std::runtime_error {
 // the device's response code for a refusal, and the device's address.
 ToolError sdk_failure(std::string_view what, const qz_ndsx_error &error);
 
+// The tool's kind for a kind name of the library's reports ("timeout").
+ErrorKind kind_named(std::string_view report_kind);
+
 }  // namespace qznds

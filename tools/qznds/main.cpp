@@ -25,22 +25,47 @@ namespace {
 using qznds::CommandLine;
 
 void add_commands(CLI::App &app, CommandLine &line) {
-  app.add_subcommand("info", "Read the whole configuration and show it in sections");
+  app.add_subcommand("info", "Read the identity and every readable setting, shown by family");
   auto *get = app.add_subcommand("get", "Read one setting");
   get->add_option("name", line.setting, "Setting name (listed below)")->required();
   auto *set = app.add_subcommand("set", "Change one setting");
   set->add_option("name", line.setting, "Setting name (listed below)")->required();
-  set->add_option("values", line.values, "The new value(s), in the setting's form")->required();
+  set->add_option("values", line.values, "The new value(s), in the setting's form (secrets: --secrets)");
+  set->add_option("--secrets", line.secrets,
+                  "Where secret values come from: env (QZNDS_<SETTING>), FILE or -")
+      ->type_name("SOURCE");
+  auto *exp = app.add_subcommand("export", "Write the whole configuration as one JSON document");
+  exp->add_option("-o,--output", line.output, "A file (one device) or a folder (several); default stdout")
+      ->type_name("PATH");
+  exp->add_flag("--with-secrets", line.with_secrets, "Include passwords and account info (only with -o)");
+  auto *apply =
+      app.add_subcommand("apply", "Make the devices match a document: only what differs is written");
+  apply->add_option("document", line.document, "The document (a whole export or any part of it)")
+      ->required()
+      ->type_name("FILE");
+  apply->add_flag("--diff,--dry-run", line.dry_run, "Show what would change; write nothing");
+  apply
+      ->add_option("--secrets", line.secrets,
+                   "Where secret values come from: env (QZNDS_<SETTING>), FILE or -")
+      ->type_name("SOURCE");
   app.add_subcommand("reboot", "Ask the device to restart (not waited for)")
       ->add_flag("-y,--yes", line.yes, "Do not ask first (the tool asks only when stdin is a terminal)");
   auto *keep_alive = app.add_subcommand("keep-alive", "Send keep-alive messages");
-  keep_alive->add_option("--interval", line.interval, "Seconds between messages (0 to 3600)")
-      ->check(CLI::Range(0.0, 3600.0))
-      ->capture_default_str();
+  auto *monitor = app.add_subcommand("monitor", "Watch devices: up, down and drift from a document");
+  for (auto *sub : {keep_alive, monitor}) {
+    sub->add_option("--interval", line.interval, "Seconds between rounds (0 to 3600)")
+        ->check(CLI::Range(0.0, 3600.0))
+        ->capture_default_str();
+  }
   keep_alive->add_option("--count", line.count, "Number of messages (1 to 100000)")
       ->check(CLI::Range(1, 100000))
       ->capture_default_str();
+  monitor->add_option("--count", line.count, "Number of rounds (0: until interrupted)")
+      ->check(CLI::Range(0, 1000000))
+      ->default_val(0);
+  monitor->add_option("--against", line.document, "Report drift from this document")->type_name("FILE");
   app.add_subcommand("settings", "Describe every setting: value form and meaning (no device needed)");
+  app.add_subcommand("schema", "Print the JSON Schema of exported documents (no device needed)");
   get->footer(qznds::help_footer());
   set->footer(qznds::help_footer());
 }
@@ -55,7 +80,7 @@ bool wants_json(int argc, char **argv) {
 int usage_error(const std::string &message, bool json) {
   const qznds::ToolError tool_error(qznds::ErrorKind::usage, message);
   if (json) {
-    qznds::Output(true).failure("", tool_error);
+    qznds::Output(true).failure("", tool_error, qznds::Json());
   } else {
     std::cerr << "qznds: " << message << "\nRun 'qznds --help' for the commands and settings.\n";
   }
@@ -73,11 +98,19 @@ int main(int argc, char **argv) {
   // shared library can make differ from the tool's.
   app.set_version_flag(
       "--version", std::string("qznds ") + QZNDS_PROJECT_VERSION + " (library " + qz_ndsx_version() + ")");
-  auto *device = app.add_option("--device", line.device, "Camera address HOST[:PORT] (port 63201 by default)")
+  auto *device = app.add_option("--device", line.devices,
+                                "Camera address HOST[:PORT] (port 63201 by default); repeatable")
                      ->type_name("HOST[:PORT]");
+  auto *inventory =
+      app.add_option("--inventory", line.inventory, "A file listing the devices (JSON or lines)")
+          ->type_name("FILE");
+  app.add_option("--jobs", line.jobs, "Devices worked on at once (1 to 1024)")
+      ->check(CLI::Range(1, 1024))
+      ->capture_default_str();
   auto *simulate = app.add_flag("--simulate", line.simulate,
                                 "Use a simulated camera started in this process on 127.0.0.1");
   simulate->excludes(device);
+  simulate->excludes(inventory);
   app.add_option(
          "--sim-state", line.sim_state,
          "With --simulate: load the simulated camera's settings from FILE when it exists, save them there "

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 #include <iostream>
-#include <map>
-
-#include "settings.h"
 
 namespace qznds {
 
@@ -60,143 +58,264 @@ std::string padded(std::string text, std::size_t width) {
   return text;
 }
 
-// "serial_number" -> "serial number"; setting names keep their hyphens.
-std::string label_of(std::string key) {
-  std::replace(key.begin(), key.end(), '_', ' ');
-  return key;
-}
-
 // A titled block of "key  value" lines.
 void print_section(const std::string &title, const Json &object) {
   std::cout << title << '\n';
   std::size_t width = 0;
   for (const auto &[key, item] : object.items()) width = std::max(width, key.size());
-  for (const auto &[key, item] : object.items()) {
-    std::cout << "  " << padded(label_of(key), width) << "  " << inline_text(item) << '\n';
-  }
+  for (const auto &[key, item] : object.items())
+    std::cout << "  " << padded(key, width) << "  " << inline_text(item) << '\n';
 }
 
-std::string section_title(const std::string &key) {
-  static const std::map<std::string, std::string> kTitles = {
-      {"identity", "Identity and serial number"}, {"ip_settings", "IP settings"},
-      {"feature_switches", "Feature switches"},   {"link_counts", "Link counts"},
-      {"image", "Palette, frame rate and lens"},  {"osd", "OSD items and channel name"},
-  };
-  auto it = kTitles.find(key);
-  return it != kTitles.end() ? it->second : key;
-}
-
-void print_info(const Json &doc) {
-  std::cout << "Device " << doc.value("device", "") << '\n';
-  for (const auto &[key, item] : doc.items()) {
-    if (item.is_object()) print_section(section_title(key), item);
-  }
-}
-
-void print_value(const std::string &name, const Json &value) {
-  if (value.is_object() && !is_hex_text(value)) {
-    print_section(name, value);
-  } else {
-    std::cout << name << ": " << inline_text(value) << '\n';
-  }
-}
-
-void print_settings(const Json &list) {
+// info: the identity, then the settings family by family.
+void print_info(const std::string &address, const Json &doc) {
+  std::cout << "Device " << address << '\n';
+  print_section("Identity", doc["device"]);
   std::string family;
-  for (const auto &s : list) {
-    if (s["family"] != family) {
-      family = s["family"].get<std::string>();
-      std::cout << family << '\n';
+  Json group = Json::object();
+  const auto flush = [&] {
+    if (!group.empty()) print_section(family, group);
+    group = Json::object();
+  };
+  for (const auto &e : catalogue()) {
+    if (!doc["settings"].contains(e.name)) continue;
+    if (e.family != family) {
+      flush();
+      family = e.family;
     }
-    std::string access = s["readable"].get<bool>() ? "" : " (write only)";
-    std::cout << "  " << padded(s["name"].get<std::string>(), kNameColumn) << s["form"].get<std::string>()
-              << '\n'
-              << "  " << padded("", kNameColumn) << s["help"].get<std::string>() << access << '\n';
+    group[e.name] = doc["settings"][e.name];
+  }
+  flush();
+  if (doc.contains("unreadable")) print_section("Not reported by the device", doc["unreadable"]);
+}
+
+std::string counts_text(const Json &report) {
+  std::string out;
+  const Json counts = report.value("counts", Json::object());
+  for (const auto &[status, n] : counts.items()) {
+    if (n.get<int>() == 0) continue;
+    if (!out.empty()) out += ", ";
+    std::string word = status;
+    std::replace(word.begin(), word.end(), '_', ' ');
+    out += std::to_string(n.get<int>()) + " " + word;
+  }
+  return out.empty() ? "nothing to do" : out;
+}
+
+// The settings of a report that did not end unchanged, one line each.
+void print_changes(const std::string &prefix, const Json &report) {
+  for (const Json &s : report.value("settings", Json::array())) {
+    const std::string status = s["status"];
+    if (status == "unchanged") continue;
+    std::string line = prefix + padded(s["setting"], 28) + " ";
+    if (status == "changed" || status == "would_change") {
+      line += (s.contains("before") ? inline_text(s["before"]) + " -> " : "") + inline_text(s["after"]);
+      line += status == "changed" ? "  (changed)" : "  (would change)";
+    } else {
+      line += status + ": " + s.value("message", "");
+    }
+    std::cout << line << '\n';
   }
 }
 
-void print_text(const Json &doc) {
-  const std::string command = doc.value("command", "");
+void print_report(const std::string &address, const Json &report) {
+  std::cout << address << ": " << counts_text(report) << (report.value("dry_run", false) ? " (dry run)" : "")
+            << '\n';
+  print_changes("  ", report);
+}
+
+// A result in one short cell of the fleet table.
+std::string detail(const std::string &command, const Json &r) {
   if (command == "info") {
-    print_info(doc);
-  } else if (command == "get") {
-    print_value(doc["setting"].get<std::string>(), doc["value"]);
-  } else if (command == "set") {
-    std::cout << doc["setting"].get<std::string>() << " set to " << inline_text(doc["value"]) << '\n';
-  } else if (command == "reboot") {
-    std::cout << "reboot requested on " << doc.value("device", "")
-              << (doc.value("connection_closed", false) ? "; the device closed the connection"
-                                                        : "; the connection stayed open for 3 s")
-              << '\n';
-  } else if (command == "keep-alive") {
-    std::cout << doc["sent"].get<int>() << " keep-alive message(s) sent to " << doc.value("device", "")
-              << '\n';
-  } else if (command == "settings") {
-    print_settings(doc["settings"]);
-  } else {
-    std::cout << doc.dump(2) << '\n';
+    return "serial " + inline_text(r["device"].value("serial_number", Json())) + ", " +
+           std::to_string(r["settings"].size()) + " settings";
   }
+  if (command == "get") return inline_text(r["value"]);
+  if (command == "set") return "set to " + inline_text(r["value"]);
+  if (command == "export")
+    return r.contains("file") ? r["file"].get<std::string>()
+                              : std::to_string(r["settings"].size()) + " settings";
+  if (command == "apply") return counts_text(r["report"]);
+  if (command == "reboot")
+    return r.value("connection_closed", false) ? "restarting" : "connection stayed open";
+  if (command == "keep-alive") return std::to_string(r.value("sent", 0)) + " sent";
+  return r.dump();
+}
+
+Json error_json(const ToolError &error) {
+  Json out{
+      {"kind", kind_name(error.kind())}, {"exit_code", exit_code(error.kind())}, {"message", error.what()}};
+  if (error.response_code()) out["response_code"] = *error.response_code();
+  return out;
+}
+
+void print_json(const Json &doc, int indent) {
+  std::cout << doc.dump(indent, ' ', false, Json::error_handler_t::replace) << '\n' << std::flush;
 }
 
 }  // namespace
 
-void Output::success(const Json &doc) const {
-  if (!json_) {
-    print_text(doc);
+void Output::success(const std::string &command, const Target &target, const Json &result) const {
+  if (command == "export" && !result.contains("file")) {
+    print_json(result, 2);  // the document itself, whatever the mode
     return;
   }
-  Json out{{"ok", true}};
-  out.update(doc);
-  std::cout << out.dump(2, ' ', false, Json::error_handler_t::replace) << std::endl;
+  if (json_) {
+    Json out{{"ok", true}, {"command", command}, {"device", target.address}};
+    out.update(result);
+    print_json(out, 2);
+    return;
+  }
+  if (command == "info") {
+    print_info(target.address, result);
+  } else if (command == "get") {
+    const Json &value = result["value"];
+    if (value.is_object() && !is_hex_text(value)) {
+      print_section(result["setting"], value);
+    } else {
+      std::cout << result["setting"].get<std::string>() << ": " << inline_text(value) << '\n';
+    }
+  } else if (command == "set") {
+    std::cout << result["setting"].get<std::string>() << " set to " << inline_text(result["value"]) << '\n';
+  } else if (command == "apply") {
+    print_report(target.address, result["report"]);
+  } else if (command == "reboot") {
+    std::cout << "reboot requested on " << target.address
+              << (result.value("connection_closed", false) ? "; the device closed the connection"
+                                                           : "; the connection stayed open for 3 s")
+              << '\n';
+  } else if (command == "keep-alive") {
+    std::cout << result["sent"].get<int>() << " keep-alive message(s) sent to " << target.address << '\n';
+  } else {
+    std::cout << detail(command, result) << '\n';
+  }
 }
 
-void Output::failure(std::string_view command, const ToolError &error) const {
+void Output::failure(std::string_view command, const ToolError &error, const Json &result) const {
+  const Json *report = result.is_object() && result.contains("report") ? &result["report"] : nullptr;
   if (!json_) {
+    if (report != nullptr && !(*report)["settings"].empty()) print_changes("  ", *report);
     std::cerr << "qznds: " << error.what() << '\n';
     return;
   }
-  Json detail{
-      {"kind", kind_name(error.kind())}, {"exit_code", exit_code(error.kind())}, {"message", error.what()}};
-  if (error.response_code()) detail["response_code"] = *error.response_code();
-  Json out{{"ok", false}, {"command", command.empty() ? Json(nullptr) : Json(command)}, {"error", detail}};
-  std::cout << out.dump(2, ' ', false, Json::error_handler_t::replace) << std::endl;
+  Json out{{"ok", false},
+           {"command", command.empty() ? Json(nullptr) : Json(command)},
+           {"error", error_json(error)}};
+  if (report != nullptr) out["report"] = *report;
+  print_json(out, 2);
 }
 
-void Output::progress(const std::string &line) const {
-  if (!json_) std::cout << line << std::endl;
+void Output::device_line(const std::string &, const Target &target, const DeviceOutcome &o) const {
+  Json line{{"device", target.address},
+            {"name", target.name},
+            {"ok", o.ok},
+            {"seconds", o.elapsed.count() / 1000.0}};
+  if (!o.result.is_null()) line["result"] = o.result;
+  if (o.error) line["error"] = error_json(*o.error);
+  print_json(line, -1);
+}
+
+void Output::fleet_summary(const std::string &command, const std::vector<Target> &targets,
+                           const std::vector<DeviceOutcome> &outcomes, double seconds) const {
+  const auto ok =
+      static_cast<std::size_t>(std::count_if(outcomes.begin(), outcomes.end(), [](auto &o) { return o.ok; }));
+  if (json_) {
+    print_json(Json{{"summary",
+                     {{"command", command},
+                      {"devices", targets.size()},
+                      {"ok", ok},
+                      {"failed", targets.size() - ok},
+                      {"seconds", seconds}}}},
+               -1);
+    return;
+  }
+  if (command == "apply") {
+    for (std::size_t i = 0; i < targets.size(); ++i) {
+      if (outcomes[i].result.contains("report"))
+        print_changes(targets[i].name + "  ", outcomes[i].result["report"]);
+    }
+  }
+  std::size_t name_width = 4, address_width = 7;
+  for (const auto &t : targets) {
+    name_width = std::max(name_width, t.name.size());
+    address_width = std::max(address_width, t.address.size());
+  }
+  std::cout << padded("NAME", name_width) << "  " << padded("ADDRESS", address_width) << "  RESULT  DETAIL\n";
+  for (std::size_t i = 0; i < targets.size(); ++i) {
+    const auto &o = outcomes[i];
+    std::string cell =
+        o.ok ? detail(command, o.result) : std::string(kind_name(o.error->kind())) + ": " + o.error->what();
+    std::cout << padded(targets[i].name, name_width) << "  " << padded(targets[i].address, address_width)
+              << "  " << (o.ok ? "ok    " : "FAILED") << "  " << cell << '\n';
+  }
+  char line[128];
+  std::snprintf(line, sizeof line, "%zu devices: %zu ok, %zu failed in %.2f s", targets.size(), ok,
+                targets.size() - ok, seconds);
+  std::cout << line << '\n';
+}
+
+void Output::monitor_line(const Target &target, const Json &state) const {
+  char stamp[32];
+  const std::time_t now = std::time(nullptr);
+  std::tm tm{};
+#ifdef _WIN32
+  localtime_s(&tm, &now);
+#else
+  localtime_r(&now, &tm);
+#endif
+  std::strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%S", &tm);
+  if (json_) {
+    Json line{{"time", stamp}, {"device", target.address}, {"name", target.name}};
+    line.update(state);
+    print_json(line, -1);
+    return;
+  }
+  std::string text = state["state"];
+  if (state.contains("framerate")) text += " (framerate " + inline_text(state["framerate"]) + ")";
+  if (state.contains("settings")) text += ": " + inline_text(state["settings"]);
+  if (state.contains("message")) text += ": " + state["message"].get<std::string>();
+  std::cout << stamp << "  " << target.name << "  " << target.address << "  " << text << '\n' << std::flush;
+}
+
+void Output::settings() const {
+  if (json_) {
+    print_json(
+        Json{{"ok", true}, {"command", "settings"}, {"settings", Json::parse(qz_ndsx_settings_catalogue())}},
+        2);
+    return;
+  }
+  std::string family;
+  for (const auto &s : catalogue()) {
+    if (s.family != family) {
+      family = s.family;
+      std::cout << family << '\n';
+    }
+    std::string notes = s.readable ? "" : " (write only)";
+    if (s.secret) notes += " (secret: give it with --secrets)";
+    std::cout << "  " << padded(s.name, kNameColumn) << s.form << '\n'
+              << "  " << padded("", kNameColumn) << s.help << notes << '\n';
+  }
 }
 
 std::string help_footer() {
   std::string text = "Settings (get NAME, set NAME VALUE...):\n";
   std::string family;
-  for (const auto &s : settings()) {
+  for (const auto &s : catalogue()) {
     if (s.family != family) {
       family = s.family;
       text += "  " + family + "\n";
     }
-    text += "    " + padded(s.name, kNameColumn) + s.form + (s.readable() ? "" : "  (write only)") + "\n";
+    text += "    " + padded(s.name, kNameColumn) + s.form + (s.readable ? "" : "  (write only)") +
+            (s.secret ? "  (secret)" : "") + "\n";
   }
   text += "  on|off also takes 1|0, true|false, yes|no; numbers may be given as 0x hex.\n";
   text += "  'qznds settings' describes each setting.\n\nExit codes:\n";
-  text += "  0  success\n";
+  text += "  0  success (every device, with several)\n";
   for (const auto &info : exit_codes()) {
     text += "  " + std::to_string(info.code) + "  " + padded(std::string(info.name), 13) +
             std::string(info.meaning) + "\n";
   }
   return text;
-}
-
-Json settings_list() {
-  Json list = Json::array();
-  for (const auto &s : settings()) {
-    list.push_back(Json{{"name", s.name},
-                        {"family", s.family},
-                        {"form", s.form},
-                        {"help", s.help},
-                        {"readable", s.readable()},
-                        {"writable", s.writable()}});
-  }
-  return list;
 }
 
 }  // namespace qznds

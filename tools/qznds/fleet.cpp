@@ -1,0 +1,168 @@
+#include "fleet.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <mutex>
+#include <sstream>
+#include <thread>
+
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace qznds {
+
+namespace {
+
+constexpr std::size_t kInventoryMax = std::size_t{16} << 20;
+constexpr int kBarWidth = 30;
+
+[[noreturn]] void bad_inventory(const std::string &path, const std::string &problem) {
+  throw ToolError(ErrorKind::bad_value, "inventory " + path + ": " + problem);
+}
+
+std::vector<Target> json_inventory(const std::string &path, const std::string &text) {
+  const Json doc = Json::parse(text, nullptr, false);
+  if (doc.is_discarded()) bad_inventory(path, "not JSON");
+  const Json *list = doc.is_array() ? &doc : nullptr;
+  if (doc.is_object() && doc.contains("devices")) list = &doc["devices"];
+  if (list == nullptr || !list->is_array()) bad_inventory(path, "no \"devices\" list");
+  std::vector<Target> out;
+  for (const Json &item : *list) {
+    const std::string where = "device " + std::to_string(out.size() + 1);
+    if (item.is_string()) {
+      out.push_back(Target{item.get<std::string>(), item.get<std::string>()});
+      continue;
+    }
+    if (!item.is_object() || !item.contains("address") || !item["address"].is_string())
+      bad_inventory(path, where + " has no \"address\"");
+    Target t{item["address"], item.value("name", item["address"].get<std::string>())};
+    if (item.contains("settings")) {
+      if (!item["settings"].is_object()) bad_inventory(path, where + ": \"settings\" is not an object");
+      t.settings = item["settings"];
+    }
+    out.push_back(std::move(t));
+  }
+  return out;
+}
+
+std::vector<Target> line_inventory(const std::string &text) {
+  std::vector<Target> out;
+  std::istringstream lines(text);
+  std::string line;
+  while (std::getline(lines, line)) {
+    line = line.substr(0, line.find('#'));
+    std::istringstream words(line);
+    std::string address, name;
+    if (!(words >> address)) continue;
+    if (!(words >> name)) name = address;
+    out.push_back(Target{address, name});
+  }
+  return out;
+}
+
+bool stderr_is_terminal() {
+#ifdef _WIN32
+  return _isatty(_fileno(stderr)) != 0;
+#else
+  return isatty(STDERR_FILENO) != 0;
+#endif
+}
+
+}  // namespace
+
+std::vector<Target> load_inventory(const std::string &path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) bad_inventory(path, "cannot be read");
+  std::string text;
+  char chunk[65536];
+  while (file.read(chunk, sizeof chunk) || file.gcount() > 0) {
+    text.append(chunk, static_cast<std::size_t>(file.gcount()));
+    if (text.size() > kInventoryMax) bad_inventory(path, "larger than 16 MiB");
+  }
+  const auto first = text.find_first_not_of(" \t\r\n");
+  const bool json = first != std::string::npos && (text[first] == '{' || text[first] == '[');
+  std::vector<Target> out = json ? json_inventory(path, text) : line_inventory(text);
+  if (out.empty()) bad_inventory(path, "lists no device");
+  return out;
+}
+
+void parallel_for(std::size_t count, int jobs, const std::function<void(std::size_t)> &fn) {
+  std::atomic<std::size_t> next{0};
+  const auto worker = [&] {
+    for (std::size_t i = next++; i < count; i = next++) fn(i);
+  };
+  const auto threads_wanted = std::min(static_cast<std::size_t>(std::max(1, jobs)), count);
+  std::vector<std::thread> threads;
+  for (std::size_t t = 1; t < threads_wanted; ++t) threads.emplace_back(worker);
+  worker();
+  for (auto &t : threads) t.join();
+}
+
+void run_fleet(const std::vector<Target> &targets, int jobs, const DeviceWork &work, const ResultCheck &check,
+               const std::function<void(std::size_t, const DeviceOutcome &)> &done) {
+  std::mutex done_mutex;
+  parallel_for(targets.size(), jobs, [&](std::size_t i) {
+    const auto start = std::chrono::steady_clock::now();
+    DeviceOutcome outcome;
+    try {
+      Device device;
+      device.connect(targets[i].address);
+      outcome.result = work(device, targets[i]);
+      check(outcome.result);
+      outcome.ok = true;
+    } catch (const ToolError &error) {
+      outcome.error = error;
+    } catch (const std::exception &error) {
+      outcome.error = ToolError(ErrorKind::failed, error.what());
+    }
+    outcome.elapsed =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
+    const std::lock_guard<std::mutex> lock(done_mutex);
+    done(i, outcome);
+  });
+}
+
+ProgressBar::ProgressBar(std::size_t total, std::string verb)
+    : shown_(stderr_is_terminal()),
+      total_(total),
+      verb_(std::move(verb)),
+      start_(std::chrono::steady_clock::now()) {
+  draw(0, 0, true);
+}
+
+ProgressBar::~ProgressBar() {
+  finish();
+}
+
+void ProgressBar::update(std::size_t done, std::size_t failed) {
+  draw(done, failed, done == total_);
+}
+
+void ProgressBar::finish() {
+  if (!shown_) return;
+  std::fprintf(stderr, "\r\033[K");
+  std::fflush(stderr);
+  shown_ = false;
+}
+
+void ProgressBar::draw(std::size_t done, std::size_t failed, bool force) {
+  if (!shown_) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (!force && now - last_draw_ < std::chrono::milliseconds(100)) return;
+  last_draw_ = now;
+  const double seconds = std::chrono::duration<double>(now - start_).count();
+  const int filled = total_ == 0 ? kBarWidth : static_cast<int>(kBarWidth * done / total_);
+  std::string bar(static_cast<std::size_t>(filled), '#');
+  bar.append(static_cast<std::size_t>(kBarWidth - filled), '.');
+  std::fprintf(stderr, "\r\033[K%s [%s] %zu/%zu done, %zu failed, %.1f/s", verb_.c_str(), bar.c_str(), done,
+               total_, failed, seconds > 0 ? static_cast<double>(done) / seconds : 0.0);
+  std::fflush(stderr);
+}
+
+}  // namespace qznds
