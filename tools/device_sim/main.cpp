@@ -32,7 +32,7 @@ using namespace qz::sim;
 constexpr std::size_t kMaxCameras = 5000;
 
 // Exit codes (tools/device_sim/README.md).
-constexpr int kExitFailure = 1;  // cannot listen, or cannot save the state on exit
+constexpr int kExitFailure = 1;  // cannot listen or write the inventory or states, too few open files
 constexpr int kExitUsage = 2;    // a bad command line, or a state file that cannot be used
 
 // One line on stderr; returns the exit code.
@@ -273,7 +273,7 @@ int main(int argc, char **argv) {
     if (*limit < listeners) {
       return fail(kExitFailure, std::to_string(cameras) + " cameras need at least " +
                                     std::to_string(listeners) + " open files, the limit is " +
-                                    std::to_string(*limit) + " (raise the hard limit, ulimit -Hn)");
+                                    std::to_string(*limit) + " (ulimit -Hn; raising it takes root)");
     }
     if (*limit < listeners + cameras) {
       std::cerr << "qznds-sim: warning: the open file limit " << *limit << " leaves room for about "
