@@ -68,6 +68,45 @@ TEST(CliSimulate, SimulatedDeviceKeepsItsSettingsInTheStateFile) {
   std::filesystem::remove(state);
 }
 
+// qznds-sim --cameras: once all listen the inventory names every camera and
+// its address; each answers with a serial number of its own, one that is
+// down refuses, and on exit each keeps its settings in a file of its own.
+TEST(CliSimulate, CameraFleetWritesItsInventoryAndAStateFilePerCamera) {
+  const std::string dir = ::testing::TempDir() + "qznds_fleet_" + std::to_string(getpid());
+  const std::string inventory = dir + ".json";
+  std::filesystem::remove_all(dir);
+  std::filesystem::remove(inventory);
+  RunningProgram sim(QZNDS_SIM_BINARY, {"--cameras", "3", "--listen", "127.0.0.1:0", "--camera-down", "2",
+                                        "--state-dir", dir, "--inventory-out", inventory});
+  for (int i = 0; i < 500 && !std::filesystem::exists(inventory); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  const json devices = json::parse(std::ifstream(inventory))["devices"];
+  ASSERT_EQ(devices.size(), 3u);
+  std::vector<std::string> serials;
+  for (std::size_t i = 0; i < devices.size(); ++i) {
+    SCOPED_TRACE(i);
+    EXPECT_EQ(devices[i]["name"], "cam-000" + std::to_string(i + 1));
+    const RunResult info = run_qznds({"--device", devices[i]["address"], "--json", "info"});
+    if (i == 1) {
+      EXPECT_NE(info.exit_code, 0);
+      continue;
+    }
+    serials.push_back(info.json()["identity"]["serial_number"]);
+  }
+  ASSERT_EQ(serials.size(), 2u);
+  EXPECT_NE(serials[0], serials[1]);
+
+  sim.signal(SIGTERM);
+  const RunResult end = sim.finish();
+  EXPECT_EQ(end.exit_code, 0) << end.err;
+  EXPECT_NE(end.out.find("qznds-sim: 3 cameras listening on 127.0.0.1, "), std::string::npos) << end.out;
+  for (const auto &[file, serial] :
+       {std::pair{"/camera-0001.json", serials[0]}, {"/camera-0003.json", serials[1]}})
+    EXPECT_EQ(json::parse(std::ifstream(dir + file))["device_sn"], serial) << file;
+  std::filesystem::remove_all(dir);
+  std::filesystem::remove(inventory);
+}
+
 // The tool's version and that of the library it runs with (here the same).
 TEST(CliHelp, VersionNamesTheToolAndTheLibrary) {
   const std::string version = QZNDS_EXPECTED_VERSION;

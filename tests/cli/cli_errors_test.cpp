@@ -190,6 +190,7 @@ TEST(CliUsage, StateFileProblemsAndSimulatorMistakesSayWhatIsWrongInOneLine) {
       {sim, {"--reboot-time", "-1"}, kUsage, "--reboot-time"},
       {sim, {"--print-state", "--listen", "127.0.0.1:70000"}, kUsage, "bad --listen"},
       {sim, {"--print-state", "--fault", "all:bogus"}, kUsage, "--fault all:bogus"},
+      {sim, {"--cameras", "3", "--camera-fault", "4:silent"}, kUsage, "--camera-fault 4:silent: no camera 4"},
       {QZNDS_BINARY, {"--simulate", "--sim-state", bad_json, "info"}, kBadValue, "not valid JSON"},
       // Found only when the settings are saved, after the command ran.
       {QZNDS_BINARY, {"--simulate", "--sim-state", plain + "/x", "info"}, kFailed, "Not a directory"},

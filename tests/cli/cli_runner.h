@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -42,38 +43,68 @@ inline std::string write_temp_file(const std::string &name, const std::string &c
   return path;
 }
 
-// Runs `program` with `args`, stdin on /dev/null as in scripts (reboot asks on
-// a terminal); stdout and stderr are captured whole.
+// A program running with stdin on /dev/null, as in scripts (reboot asks on a
+// terminal), and stdout and stderr going to files. Killed if still running
+// when it goes.
+class RunningProgram {
+ public:
+  RunningProgram(const std::string &program, const std::vector<std::string> &args) {
+    static int counter = 0;
+    ++counter;
+    paths_[0] = write_temp_file("out" + std::to_string(counter), "");
+    paths_[1] = write_temp_file("err" + std::to_string(counter), "");
+    std::vector<std::string> argv_text = {program};
+    argv_text.insert(argv_text.end(), args.begin(), args.end());
+    std::vector<char *> argv;
+    for (auto &arg : argv_text) argv.push_back(arg.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    for (int fd : {1, 2}) posix_spawn_file_actions_addopen(&actions, fd, paths_[fd - 1].c_str(), O_WRONLY, 0);
+    if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ) != 0) pid_ = 0;
+    posix_spawn_file_actions_destroy(&actions);
+  }
+  ~RunningProgram() {
+    if (pid_ <= 0) return;
+    kill(pid_, SIGKILL);
+    finish();
+  }
+  RunningProgram(const RunningProgram &) = delete;
+  RunningProgram &operator=(const RunningProgram &) = delete;
+
+  void signal(int number) const {
+    if (pid_ > 0) kill(pid_, number);
+  }
+
+  // Waits for the end; stdout and stderr whole.
+  RunResult finish() {
+    RunResult result;
+    if (pid_ > 0) {
+      int status = 0;
+      waitpid(pid_, &status, 0);
+      result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+      pid_ = 0;
+    }
+    result.elapsed =
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start_);
+    for (std::string *text : {&result.out, &result.err}) {
+      const std::string &path = paths_[text == &result.err];
+      *text = std::string(std::istreambuf_iterator<char>(std::ifstream(path, std::ios::binary).rdbuf()), {});
+      unlink(path.c_str());
+    }
+    return result;
+  }
+
+ private:
+  std::string paths_[2];
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  pid_t pid_ = 0;
+};
+
+// Runs `program` with `args` to its end.
 inline RunResult run_program(const std::string &program, const std::vector<std::string> &args) {
-  static int counter = 0;
-  const std::string paths[] = {write_temp_file("out" + std::to_string(++counter), ""),
-                               write_temp_file("err" + std::to_string(counter), "")};
-  std::vector<std::string> argv_text = {program};
-  argv_text.insert(argv_text.end(), args.begin(), args.end());
-  std::vector<char *> argv;
-  for (auto &arg : argv_text) argv.push_back(arg.data());
-  argv.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  for (int fd : {1, 2}) posix_spawn_file_actions_addopen(&actions, fd, paths[fd - 1].c_str(), O_WRONLY, 0);
-  const auto start = std::chrono::steady_clock::now();
-  RunResult result;
-  pid_t pid = 0;
-  if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ) == 0) {
-    int status = 0;
-    waitpid(pid, &status, 0);
-    result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  }
-  result.elapsed =
-      std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start);
-  posix_spawn_file_actions_destroy(&actions);
-  for (std::string *text : {&result.out, &result.err}) {
-    const std::string &path = paths[text == &result.err];
-    *text = std::string(std::istreambuf_iterator<char>(std::ifstream(path, std::ios::binary).rdbuf()), {});
-    unlink(path.c_str());
-  }
-  return result;
+  return RunningProgram(program, args).finish();
 }
 
 inline RunResult run_qznds(const std::vector<std::string> &args) {

@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <string>
 
 #include "sim_session.h"
@@ -26,11 +25,6 @@
 namespace qz::test {
 namespace {
 
-std::size_t entries_of(const char *folder) {
-  std::size_t n = 0;
-  for ([[maybe_unused]] const auto &entry : std::filesystem::directory_iterator(folder)) ++n;
-  return n;
-}
 std::size_t open_descriptors() {
   return entries_of("/proc/self/fd");
 }

@@ -7,11 +7,13 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "export_cases.h"
+#include "fleet.h"
 #include "sim_session.h"
 
 namespace qz::test {
@@ -60,6 +62,41 @@ TEST(SimSessionsE2E, ThreeHundredSessionsEachConnectAndRunTheirCommands) {
     EXPECT_EQ(client->handle, nullptr);
   }
   EXPECT_TRUE(eventually([&] { return sim.stats().active == 0; }));
+}
+
+// Fifty cameras of a fleet share one I/O thread: the process gains the same
+// one thread a single camera would, each camera answers with a serial number
+// of its own, and a fault set on one camera shows on that camera only.
+TEST(SimFleetE2E, FiftyCamerasOnOneThreadEachAnswerAsThemselves) {
+  constexpr std::size_t kCameras = 50;
+  constexpr std::size_t kFaulty = 6;
+#ifndef _WIN32
+  const std::size_t threads_before = entries_of("/proc/self/task");
+#endif
+  sim::Fleet fleet(kCameras, sim::SimOptions{.port = 0});
+  std::string error;
+  ASSERT_TRUE(fleet.start(&error)) << error;
+#ifndef _WIN32
+  EXPECT_EQ(entries_of("/proc/self/task"), threads_before + 1);
+#endif
+  fleet.camera(kFaulty).set_fault(sim::FaultKey::command(174, 130), sim::Fault{.code = 3});
+
+  std::set<std::string> serials;
+  for (std::size_t i = 0; i < kCameras; ++i) {
+    SCOPED_TRACE(fleet.name(i));
+    SimClient client;
+    ASSERT_TRUE(qz_nds_connect(client.handle, fleet.address(i).c_str()));
+    if (i == kFaulty) {
+      EXPECT_FALSE(client.read_record());
+      continue;
+    }
+    char sn[32];
+    uint32_t len = 0;
+    ASSERT_TRUE(client.read_record() && qz_nds_get_sn(client.handle, sn, &len));
+    EXPECT_EQ(std::string(sn, len), fleet.camera(i).state().device_sn);
+    serials.emplace(sn, len);
+  }
+  EXPECT_EQ(serials.size(), kCameras - 1);
 }
 
 using Run = std::function<bool(qz_nds_handle)>;

@@ -119,6 +119,7 @@ TEST(SimFaultGrammar, ParsesEveryActionAndRefusesMalformedTexts) {
       {"169:159:code=3", FaultKey::command(169, 159), {.code = 3}},
       {"all:delay=200", FaultKey::any(), {.delay = 200ms}},
       {"0xA9:*:drop", FaultKey::main_command(169), {.no_answer = true}},
+      {"silent", FaultKey::any(), {.no_answer = true}},
       {"174:130:sub=131,truncate=10", FaultKey::command(174, 130), {.sub = 131, .truncate = 10}},
       {"all:payload=ff:ff:ff:ff", FaultKey::any(), {.payload = Bytes(4, 0xFF)}},
       {"all:raw=515a", FaultKey::any(), {.raw = Bytes{0x51, 0x5A}}},
@@ -136,8 +137,9 @@ TEST(SimFaultGrammar, ParsesEveryActionAndRefusesMalformedTexts) {
     EXPECT_EQ(key, expected_key);
     EXPECT_TRUE(fields(fault) == fields(expected));
   }
-  for (const char *text : {"", "all", "all:", "169:code=3", "256:1:drop", "169:159:code=256", "all:delay=x",
-                           "all:drop=1", "all:chunks=0", "all:raw=abc", "all:bogus", "169:*"}) {
+  for (const char *text :
+       {"", "all", "all:", "169:code=3", "256:1:drop", "169:159:code=256", "all:delay=x", "all:drop=1",
+        "all:chunks=0", "all:raw=abc", "all:bogus", "169:*", "silent:drop"}) {
     SCOPED_TRACE(text);
     FaultKey key;
     Fault fault;

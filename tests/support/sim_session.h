@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
 #include <string>
 #include <thread>
 
@@ -29,6 +30,14 @@ class SimClient {
 
   qz_nds_handle handle = nullptr;
 };
+
+// Entries of a folder, such as the process's threads (/proc/self/task) or
+// open descriptors (/proc/self/fd).
+inline std::size_t entries_of(const char *folder) {
+  std::size_t n = 0;
+  for ([[maybe_unused]] const auto &entry : std::filesystem::directory_iterator(folder)) ++n;
+  return n;
+}
 
 // Polls `done` every 5 ms until it holds or `limit` passed; true when it held.
 template <class Done>

@@ -43,18 +43,60 @@ std::string endpoint_text(const tcp::endpoint &ep) {
 
 }  // namespace
 
+struct IoThread::Impl {
+  asio::io_context io;
+  std::optional<asio::executor_work_guard<asio::io_context::executor_type>> work;
+  std::thread thread;
+  std::atomic<bool> running{false};
+};
+
+IoThread::IoThread() : impl_(std::make_unique<Impl>()) {}
+
+IoThread::~IoThread() {
+  stop();
+}
+
+void IoThread::start() {
+  if (impl_->running) return;
+  impl_->io.restart();
+  impl_->work.emplace(asio::make_work_guard(impl_->io));
+  impl_->running = true;
+  impl_->thread = std::thread([this] { impl_->io.run(); });
+}
+
+void IoThread::stop() {
+  if (!impl_->running) return;
+  impl_->work.reset();
+  impl_->io.stop();
+  impl_->thread.join();
+  impl_->running = false;
+}
+
+bool IoThread::running() const {
+  return impl_->running;
+}
+
 class Connection;
 
 class DeviceSim::Impl {
  public:
-  Impl(SimOptions options, DeviceState state)
-      : options_(std::move(options)), state_(std::move(state)), log_(options_.log) {}
+  Impl(IoThread &thread, asio::io_context &io, std::unique_ptr<IoThread> own_thread, SimOptions options,
+       DeviceState state)
+      : own_thread_(std::move(own_thread)),
+        thread_(thread),
+        io_(io),
+        options_(std::move(options)),
+        state_(std::move(state)),
+        log_(options_.log) {}
 
   bool start(std::string *error);
   void stop();
+  // Runs `fn` on the I/O thread and waits for it; at once when the thread is
+  // this one or does not run.
   void run_on_io(const std::function<void()> &fn);
 
   // I/O thread only.
+  bool listen(std::string &error);
   void do_accept();
   bool open_acceptor(std::string &error);
   void close_acceptor();
@@ -73,14 +115,14 @@ class DeviceSim::Impl {
   bool logging() const { return log_.load(std::memory_order_relaxed) != nullptr; }
   void log_line(const std::string &line);
 
+  std::unique_ptr<IoThread> own_thread_;  // destroyed last: the sockets below belong to it
+  IoThread &thread_;
+  asio::io_context &io_;
   SimOptions options_;
-  asio::io_context io_;
-  std::optional<asio::executor_work_guard<asio::io_context::executor_type>> work_;
   tcp::acceptor acceptor_{io_};
   tcp::endpoint endpoint_;
   asio::steady_timer reboot_timer_{io_};
   asio::steady_timer accept_retry_{io_};
-  std::thread thread_;
   std::unordered_map<uint64_t, std::shared_ptr<Connection>> connections_;
   uint64_t next_connection_ = 1;
   bool stopping_ = false;
@@ -402,49 +444,54 @@ class Connection : public std::enable_shared_from_this<Connection> {
 
 bool DeviceSim::Impl::start(std::string *error) {
   if (running_) return true;
-  asio::error_code ec;
-  const auto address = asio::ip::make_address(options_.address, ec);
-  if (ec) {
-    if (error) *error = "bad listen address \"" + options_.address + "\": " + ec.message();
-    return false;
-  }
-  endpoint_ = tcp::endpoint(address, options_.port);
+  if (own_thread_) own_thread_->start();
   std::string message;
-  if (!open_acceptor(message)) {
+  bool listening = false;
+  run_on_io([&] { listening = listen(message); });
+  if (!listening) {
+    if (own_thread_) own_thread_->stop();
     if (error) *error = message;
     return false;
   }
+  running_ = true;
+  return true;
+}
+
+bool DeviceSim::Impl::listen(std::string &error) {
+  asio::error_code ec;
+  const auto address = asio::ip::make_address(options_.address, ec);
+  if (ec) {
+    error = "bad listen address \"" + options_.address + "\": " + ec.message();
+    return false;
+  }
+  endpoint_ = tcp::endpoint(address, options_.port);
+  if (!open_acceptor(error)) return false;
   // Later reopenings (after a reboot) bind the same port again.
   endpoint_.port(acceptor_.local_endpoint(ec).port());
   port_ = endpoint_.port();
-  io_.restart();
   stopping_ = false;
-  work_.emplace(asio::make_work_guard(io_));
   if (refuse_ == RefuseMode::stop_listening) close_acceptor();
   do_accept();
-  running_ = true;
-  thread_ = std::thread([this] { io_.run(); });
   return true;
 }
 
 void DeviceSim::Impl::stop() {
   if (!running_) return;
-  asio::post(io_, [this] {
+  run_on_io([this] {
     stopping_ = true;
     reboot_timer_.cancel();
     close_acceptor();
     auto open = connections_;
     for (auto &[id, conn] : open) conn->close("simulator stopped");
     connections_.clear();
-    work_.reset();
   });
-  thread_.join();
+  if (own_thread_) own_thread_->stop();
   running_ = false;
   rebooting_ = false;
 }
 
 void DeviceSim::Impl::run_on_io(const std::function<void()> &fn) {
-  if (!running_ || thread_.get_id() == std::this_thread::get_id()) return fn();
+  if (!thread_.running() || io_.get_executor().running_in_this_thread()) return fn();
   std::promise<void> done;
   asio::post(io_, [&] {
     fn();
@@ -572,13 +619,21 @@ void DeviceSim::Impl::record(uint64_t conn, Direction dir, const uint8_t *p, std
 void DeviceSim::Impl::log_line(const std::string &line) {
   std::lock_guard lock(log_mutex_);
   std::ostream *out = log_.load();
-  if (out) *out << line << '\n' << std::flush;
+  if (out) *out << options_.log_prefix << line << '\n' << std::flush;
 }
 
 // ---- DeviceSim -------------------------------------------------------------
 
-DeviceSim::DeviceSim(SimOptions options, DeviceState state)
-    : impl_(std::make_unique<Impl>(std::move(options), std::move(state))) {}
+DeviceSim::DeviceSim(SimOptions options, DeviceState state) {
+  auto own = std::make_unique<IoThread>();
+  IoThread &thread = *own;
+  impl_ =
+      std::make_unique<Impl>(thread, thread.impl_->io, std::move(own), std::move(options), std::move(state));
+}
+
+DeviceSim::DeviceSim(IoThread &thread, SimOptions options, DeviceState state)
+    : impl_(std::make_unique<Impl>(thread, thread.impl_->io, nullptr, std::move(options), std::move(state))) {
+}
 
 DeviceSim::~DeviceSim() {
   stop();

@@ -1,8 +1,9 @@
 // A simulated camera device on TCP: it answers every command of the device
 // protocol from its own state, for tests, tools and benchmarks. It serves
-// many connections at once from one I/O thread of its own and can show
-// faults on demand (delays, lost, cut, split or merged answers, garbage,
-// dropped or refused connections, arbitrary bytes).
+// many connections at once from one I/O thread, its own or one it shares
+// with other devices (see fleet.h), and can show faults on demand (delays,
+// lost, cut, split or merged answers, garbage, dropped or refused
+// connections, arbitrary bytes).
 //
 //   qz::sim::DeviceSim sim({.port = 0});
 //   sim.start();
@@ -38,6 +39,8 @@ struct SimOptions {
   std::size_t max_request_size = wire::kMaxFrameSize;
   // One line per exchange and per connection event; nullptr keeps it quiet.
   std::ostream *log = nullptr;
+  // Put before every log line, to tell devices apart in a shared log.
+  std::string log_prefix{};
   // Refuse values out of range (code 2); off checks only lengths and structure.
   bool strict = true;
 };
@@ -62,17 +65,42 @@ struct SimStats {
   uint64_t reboots = 0;
 };
 
+// One thread that runs the sockets and timers of the devices given it.
+class IoThread {
+ public:
+  IoThread();
+  ~IoThread();  // stops
+  IoThread(const IoThread &) = delete;
+  IoThread &operator=(const IoThread &) = delete;
+
+  void start();
+  // Joins the thread; work still queued waits for the next start.
+  void stop();
+  bool running() const;
+
+  struct Impl;
+
+ private:
+  friend class DeviceSim;
+  std::unique_ptr<Impl> impl_;
+};
+
 class DeviceSim {
  public:
+  // A device with an I/O thread of its own, started and stopped with it.
   explicit DeviceSim(SimOptions options = {}, DeviceState state = {});
+  // A device on a shared thread, which must outlive it and run whenever the
+  // device starts or stops (both wait for that thread).
+  DeviceSim(IoThread &thread, SimOptions options = {}, DeviceState state = {});
   ~DeviceSim();
   DeviceSim(const DeviceSim &) = delete;
   DeviceSim &operator=(const DeviceSim &) = delete;
 
-  // Binds, listens and starts the I/O thread. False (with a message) when the
-  // address cannot be bound.
+  // Binds and listens (starting the own I/O thread). False (with a message)
+  // when the address cannot be bound.
   bool start(std::string *error = nullptr);
-  // Closes every connection and the listening socket and joins the I/O thread.
+  // Closes every connection and the listening socket (and joins the own I/O
+  // thread).
   void stop();
   bool running() const;
   uint16_t port() const;  // the bound port once started

@@ -111,6 +111,7 @@ bool parse_action(std::string_view action, Fault &fault, bool &pause_given, std:
 }  // namespace
 
 bool parse_fault_spec(std::string_view text, FaultKey &key, Fault &fault, std::string &error) {
+  if (text == "silent") text = "all:drop";
   std::string_view rest = text;
   FaultKey parsed_key;
   if (!parse_target(rest, parsed_key, error)) return false;
@@ -147,7 +148,7 @@ bool parse_refuse_mode(std::string_view text, RefuseMode &mode) {
 
 std::string fault_grammar_help() {
   return R"(Faults (--fault, repeatable):
-  --fault TARGET:ACTION[,ACTION...]
+  --fault TARGET:ACTION[,ACTION...]  or  --fault silent (the same as all:drop)
   TARGET    all | MAIN:SUB | MAIN:*     numbers in decimal or 0x hex
   ACTION    code=N       answer with response code N and no payload (request not handled)
             delay=MS     wait MS milliseconds before answering (other connections go on)

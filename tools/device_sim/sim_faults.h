@@ -77,7 +77,8 @@ enum class RefuseMode {
   stop_listening,   // close the listening socket (connects are refused)
 };
 
-// Parses one command line fault: TARGET ':' ACTION { ',' ACTION }.
+// Parses one command line fault: TARGET ':' ACTION { ',' ACTION }, or
+// "silent" for a device that answers nothing (all:drop).
 // Returns false with a message in `error` when the text does not parse.
 bool parse_fault_spec(std::string_view text, FaultKey &key, Fault &fault, std::string &error);
 
