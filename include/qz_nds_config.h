@@ -125,6 +125,18 @@ QZ_NDS_API bool qz_ndsx_export_config(qz_nds_handle handle, unsigned flags, char
 QZ_NDS_API bool qz_ndsx_apply_config(qz_nds_handle handle, const char *document_json, unsigned flags,
                                      char **report_json);
 
+/**
+ * @brief Checks a document as qz_ndsx_apply_config() does before it sends
+ * anything, without a session: unknown settings, values out of range or of
+ * the wrong form.
+ *
+ * @param document_json The document.
+ * @param report_json Receives {"ok": ..., "error": {"message": ...,
+ *        "problems": [...]}} (release it with qz_ndsx_free()); may be null.
+ * @return true when the document can be applied.
+ */
+QZ_NDS_API bool qz_ndsx_check_config(const char *document_json, char **report_json);
+
 /** @brief Releases a text returned by the functions above; null is ignored. */
 QZ_NDS_API void qz_ndsx_free(char *text);
 

@@ -114,6 +114,24 @@ QZ_NDS_API bool qz_ndsx_apply_config(qz_nds_handle handle, const char *document_
   return ok;
 }
 
+QZ_NDS_API bool qz_ndsx_check_config(const char *document_json, char **report_json) {
+  if (report_json != nullptr) *report_json = nullptr;
+  try {
+    Json report;
+    try {
+      if (document_json == nullptr) throw Failure(QZ_NDSX_BAD_ARGUMENT, "no document");
+      report = qz::config::check_document_report(qz::config::parse_document(document_json));
+    } catch (const Failure &f) {
+      report =
+          Json{{"ok", false}, {"error", {{"kind", qz::config::kind_name(f.kind())}, {"message", f.what()}}}};
+    }
+    if (report_json != nullptr) *report_json = copy_out(report.dump(2));
+    return report["ok"].get<bool>();
+  } catch (...) {
+    return false;
+  }
+}
+
 QZ_NDS_API void qz_ndsx_free(char *text) {
   std::free(text);
 }

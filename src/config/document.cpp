@@ -204,18 +204,24 @@ Json parse_document(std::string_view text) {
   }
 }
 
-Json apply_document(qz_nds_handle handle, const Json &document, ApplyOptions options) {
-  Json report{{"ok", false}, {"dry_run", options.dry_run}};
-  std::vector<Step> steps;
+Json check_document_report(const Json &document) {
+  Json report{{"ok", true}, {"dry_run", true}, {"counts", Json::object()}, {"settings", Json::array()}};
   try {
-    steps = check_document(document);
+    check_document(document);
   } catch (const DocumentRefused &f) {
-    report["counts"] = Json::object();
-    report["settings"] = Json::array();
+    report["ok"] = false;
     report["error"] = failure_json(f);
     report["error"]["problems"] = f.problems();
-    return report;
   }
+  return report;
+}
+
+Json apply_document(qz_nds_handle handle, const Json &document, ApplyOptions options) {
+  Json report = check_document_report(document);
+  report["dry_run"] = options.dry_run;
+  if (!report["ok"].get<bool>()) return report;
+  report["ok"] = false;
+  std::vector<Step> steps = check_document(document);
   Session session(handle);
   std::optional<Failure> ended;
   const auto finish_rest = [&] {

@@ -28,4 +28,8 @@ struct ApplyOptions {
 // unchanged or changed; its "error" names what ended the apply early.
 Json apply_document(qz_nds_handle handle, const Json &document, ApplyOptions options);
 
+// The report apply gives a document it refuses, with no session: "ok" true
+// when the document can be applied.
+Json check_document_report(const Json &document);
+
 }  // namespace qz::config

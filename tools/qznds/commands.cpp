@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -108,12 +109,27 @@ struct Plan {
   ResultCheck check = [](const Json &) {};
 };
 
+// Checks a document as the library will before writing anything, so that a
+// mistake costs no connection: ToolError(bad_value) with every problem.
+void check_document(const Json &document, const std::string &where) {
+  char *raw = nullptr;
+  const bool ok = qz_ndsx_check_config(document.dump().c_str(), &raw);
+  const std::unique_ptr<char, void (*)(char *)> text(raw, qz_ndsx_free);
+  if (ok) return;
+  const Json report = text ? Json::parse(text.get(), nullptr, false) : Json();
+  std::string message;
+  const Json problems = report.is_object() ? report["error"].value("problems", Json::array()) : Json::array();
+  for (const Json &p : problems) message += (message.empty() ? "" : "; ") + p.get<std::string>();
+  if (message.empty() && report.is_object()) message = report["error"].value("message", "");
+  throw ToolError(ErrorKind::bad_value, where + message);
+}
+
 void check_report(const Json &result) {
   const Json &report = result.contains("report") ? result["report"] : result;
   if (!report.value("ok", false)) throw report_failure(report);
 }
 
-Plan plan_for(const CommandLine &line, bool fleet) {
+Plan plan_for(const CommandLine &line, const std::vector<Target> &targets, bool fleet) {
   const std::string &cmd = line.command;
   if (cmd == "info") {
     return {[](Device &d, const Target &) { return d.export_config(false); }};
@@ -153,6 +169,7 @@ Plan plan_for(const CommandLine &line, bool fleet) {
       value = value_from_words(*e, line.values);
     }
     const Json doc{{"settings", {{e->name, value}}}};
+    check_document(doc, "");
     return {[doc, name = e->name](Device &d, const Target &) {
               const Json report = d.apply(doc, QZ_NDSX_FORCE);
               Json result{{"setting", name}, {"value", nullptr}, {"report", report}};
@@ -187,6 +204,10 @@ Plan plan_for(const CommandLine &line, bool fleet) {
   if (cmd == "apply") {
     const Json document = read_json_file(line.document, "the document");
     const Json secrets = line.secrets.empty() ? Json::object() : load_secrets(line.secrets);
+    // Every device's own document, checked before any device is contacted.
+    for (const Target &t : targets.empty() ? std::vector<Target>{Target{}} : targets)
+      check_document(document_for(document, t, secrets),
+                     line.document + (fleet ? " for " + t.name : "") + ": ");
     const unsigned flags = line.dry_run ? QZ_NDSX_DRY_RUN : 0;
     return {[document, secrets, flags](Device &d, const Target &t) {
               return Json{{"report", d.apply(document_for(document, t, secrets), flags)}};
@@ -340,7 +361,7 @@ int run(const CommandLine &line) {
     }
     // Everything that can be checked without a device is checked first, so a
     // mistake costs no connection and sends nothing.
-    const Plan plan = line.command == "monitor" ? Plan{} : plan_for(line, fleet);
+    const Plan plan = line.command == "monitor" ? Plan{} : plan_for(line, targets, fleet);
     if (line.command == "reboot") confirm_reboot(line, targets);
 
     SdkLog log(line.verbose);

@@ -88,7 +88,8 @@ bool Device::reboot(std::chrono::milliseconds limit) {
 
 ToolError report_failure(const Json &report) {
   const Json *why = report.contains("error") ? &report["error"] : nullptr;
-  for (const Json &item : report.value("settings", Json::array())) {
+  const Json settings = report.value("settings", Json::array());
+  for (const Json &item : settings) {
     if (why == nullptr && item.contains("kind")) why = &item;
   }
   if (why == nullptr) return ToolError(ErrorKind::failed, "apply failed");
