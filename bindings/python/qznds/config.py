@@ -16,29 +16,31 @@ in part; `config_schema()` describes it.
 from __future__ import annotations
 
 import copy
+import ctypes
 import functools
 import json
-from typing import Any
+from typing import Any, Optional
 
 from ._library import load
 
 
 @functools.lru_cache(maxsize=None)
-def _parsed(export: str) -> Any:
-    return json.loads(getattr(load(), export)().decode("utf-8"))
+def _parsed(lib: ctypes.CDLL, export: str) -> Any:
+    return json.loads(getattr(lib, export)().decode("utf-8"))
 
 
-def settings_catalogue() -> list[dict[str, Any]]:
-    """Every setting the library can read or write, in the order documents list them."""
-    return copy.deepcopy(_parsed("qz_ndsx_settings_catalogue"))
+def settings_catalogue(library: Optional[ctypes.CDLL] = None) -> list[dict[str, Any]]:
+    """Every setting the library (`library`, else the one `load()` finds) can read or
+    write, in the order documents list them."""
+    return copy.deepcopy(_parsed(library if library is not None else load(), "qz_ndsx_settings_catalogue"))
 
 
-def config_schema() -> dict[str, Any]:
+def config_schema(library: Optional[ctypes.CDLL] = None) -> dict[str, Any]:
     """The JSON Schema (draft 2020-12) of a configuration document."""
-    return copy.deepcopy(_parsed("qz_ndsx_config_schema"))
+    return copy.deepcopy(_parsed(library if library is not None else load(), "qz_ndsx_config_schema"))
 
 
 @functools.lru_cache(maxsize=None)
-def readable_settings() -> frozenset[str]:
+def readable_settings(library: ctypes.CDLL) -> frozenset[str]:
     """The names `Device.get_setting()` takes."""
-    return frozenset(s["name"] for s in _parsed("qz_ndsx_settings_catalogue") if s["readable"])
+    return frozenset(s["name"] for s in _parsed(library, "qz_ndsx_settings_catalogue") if s["readable"])

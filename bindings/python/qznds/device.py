@@ -326,7 +326,7 @@ class Device:
         setting; a failed read raises like the typed properties."""
         if not isinstance(name, str):
             raise TypeError(f"name must be str, not {type(name).__name__}")
-        if name not in readable_settings():
+        if name not in readable_settings(self._lib if self._lib is not None else load()):
             raise make_error("qz_ndsx_get_setting", self.address, f"no readable setting named {name!r}",
                              ErrorKind.BAD_ARGUMENT)
         return self._call_for_text("qz_ndsx_get_setting", name.encode("utf-8"))
