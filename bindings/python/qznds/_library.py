@@ -15,9 +15,9 @@ from ctypes import (
     c_char_p,
     c_int,
     c_int32,
+    c_uint,
     c_uint8,
     c_uint16,
-    c_uint,
     c_uint32,
     c_void_p,
 )
