@@ -4,6 +4,10 @@
     with qznds.Device("192.0.2.10") as dev:
         config = dev.read_config()
         dev.framerate = 25          # DeviceRefused if the device refuses it
+        document = dev.export_config()                # every setting as one JSON document
+        report = dev.apply_config({"settings": {"framerate": 30}})
+
+`settings_catalogue()` lists the settings those documents hold.
 
 The shared library is taken from $QZNDS_LIBRARY (full path), from beside this
 package, or from the system's library path.
@@ -11,6 +15,7 @@ package, or from the system's library path.
 
 from . import records
 from ._library import LIBRARY_NAME, LibraryNotFoundError, library_version, load
+from .config import config_schema, settings_catalogue
 from .device import SYSTEM_TIME_SIZE, Device, system_time_block
 from .errors import (
     DeviceAnswerError,
@@ -39,8 +44,10 @@ __all__ = [
     "DeviceUnreachable",
     "ErrorKind",
     "LibraryNotFoundError",
+    "config_schema",
     "library_version",
     "load",
+    "settings_catalogue",
     "system_time_block",
     *records.__all__,
 ]

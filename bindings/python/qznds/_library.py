@@ -15,6 +15,7 @@ from ctypes import (
     c_char_p,
     c_int,
     c_int32,
+    c_uint,
     c_uint8,
     c_uint16,
     c_uint32,
@@ -137,13 +138,21 @@ class ErrorRecord(Structure):
 # void (*)(int level, const char *module, const char *function, const char *text, void *user)
 LOG_CALLBACK = CFUNCTYPE(None, c_int, c_char_p, c_char_p, c_char_p, c_void_p)
 
-# The qz_ndsx_ extensions, by name without the prefix: (result type, argument types).
+# The qz_ndsx_ extensions (qz_nds_ext.h, qz_nds_config.h), by name without the prefix:
+# (result type, argument types). Texts the library allocates come back as c_void_p, so
+# that they can be handed to qz_ndsx_free.
 EXT_PROTOTYPES: dict[str, tuple[Any, tuple[Any, ...]]] = {
     "is_connected": (c_bool, (_H, POINTER(c_bool))),
     "last_error": (c_bool, (_H, POINTER(ErrorRecord))),
     "strerror": (c_char_p, (c_int,)),
     "version": (c_char_p, ()),
     "set_log_callback": (c_bool, (LOG_CALLBACK, c_void_p)),
+    "settings_catalogue": (c_char_p, ()),
+    "config_schema": (c_char_p, ()),
+    "get_setting": (c_bool, (_H, _TEXT, POINTER(c_void_p))),
+    "export_config": (c_bool, (_H, c_uint, POINTER(c_void_p))),
+    "apply_config": (c_bool, (_H, _TEXT, c_uint, POINTER(c_void_p))),
+    "free": (None, (c_void_p,)),
 }
 
 
@@ -207,6 +216,16 @@ def load(paths: Optional[Sequence[str]] = None) -> ctypes.CDLL:
         raise LibraryNotFoundError(
             f"cannot load {LIBRARY_NAME} (set {ENV_LIBRARY} to its full path): " + "; ".join(errors)
         )
+
+
+def take_text(lib: ctypes.CDLL, text: c_void_p) -> Optional[str]:
+    """A text the library allocated, decoded and released (None for a null pointer)."""
+    if not text.value:
+        return None
+    try:
+        return ctypes.string_at(text.value).decode("utf-8")
+    finally:
+        lib.qz_ndsx_free(text)
 
 
 def library_version() -> str:

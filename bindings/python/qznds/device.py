@@ -27,15 +27,17 @@ with the interpreter lock released, so several threads may use one `Device`;
 from __future__ import annotations
 
 import ctypes
+import json
 import struct
 from ctypes import byref, c_bool, c_uint8, c_uint16, c_uint32, c_void_p, create_string_buffer
 from datetime import datetime
 from types import TracebackType
-from typing import Any, Iterable, Optional, Union
+from typing import Any, Iterable, Mapping, Optional, Union
 
 from . import _checks as check
 from ._checks import Text
-from ._library import _U8_CACHED, ErrorRecord, load
+from ._library import _U8_CACHED, ErrorRecord, load, take_text
+from .config import readable_settings
 from .errors import DeviceArgumentError, DeviceError, ErrorKind, make_error
 from .records import (
     CHANNEL_NAME_ITEM,
@@ -65,6 +67,9 @@ CHANNEL_NAME_MAX = 255
 _ANSWER_TEXT_CAPACITY = 1 << 20
 _ACCOUNT_INFO_CAPACITY = 4096
 _UNKNOWN_LEN_ADJUST_METHOD = 0xFFFF_FFFF
+
+# Flags of the configuration document exports.
+_WITH_SECRETS, _DRY_RUN, _FORCE = 0x1, 0x2, 0x4
 
 # The MQTT exports return true whatever the exchange did: their record tells.
 _REPORT_ONLY_IN_RECORD = frozenset(
@@ -255,15 +260,17 @@ class Device:
     # ---- Calling the library -----------------------------------------------------
 
     def _call(self, name: str, *args: Any) -> None:
+        """Calls qz_nds_`name` (or the qz_ndsx_ export `name` names whole) on the session."""
+        function = name if name.startswith("qz_ndsx_") else "qz_nds_" + name
         handle, lib = self._handle, self._lib
         if handle is None or lib is None:
-            raise make_error("qz_nds_" + name, self.address, "the device is not open", ErrorKind.NOT_CONNECTED)
+            raise make_error(function, self.address, "the device is not open", ErrorKind.NOT_CONNECTED)
         if name in _SESSION_READS and not self._config_read:
             self._call("get_machine_config_info")
-        if not getattr(lib, "qz_nds_" + name)(handle, *args):
-            raise self._last_error(lib, "qz_nds_" + name)
+        if not getattr(lib, function)(handle, *args):
+            raise self._last_error(lib, function)
         if name in _REPORT_ONLY_IN_RECORD:
-            error = self._last_error(lib, "qz_nds_" + name)
+            error = self._last_error(lib, function)
             if error.kind != ErrorKind.OK:
                 raise error
         if name == "get_machine_config_info":
@@ -296,6 +303,77 @@ class Device:
         length = c_uint32()
         self._call(name, buffer, byref(length))
         return check.decode(buffer.raw[: length.value])
+
+    def _call_for_text(self, name: str, *args: Any) -> Any:
+        """Calls a qz_ndsx_ export that hands out a JSON text through its last argument and
+        returns the text parsed. When the call fails, the error raised carries the text the
+        library still handed out (apply's report) as its `report`."""
+        out = c_void_p()
+        try:
+            self._call(name, *args, byref(out))
+        except DeviceError as error:
+            text = take_text(self._lib, out) if self._lib is not None else None
+            error.report = json.loads(text) if text is not None else None
+            raise
+        return json.loads(take_text(self._lib, out) or "null")  # never null after a success
+
+    # ---- Configuration documents -------------------------------------------------
+
+    def get_setting(self, name: str) -> Any:
+        """Reads one setting of `qznds.settings_catalogue()` by name ("framerate",
+        "mqtt_port", "osd_item_0") as a JSON value: bool, int, str or dict (texts that are
+        not UTF-8 as {"hex": ...}). DeviceArgumentError for a name that is no readable
+        setting; a failed read raises like the typed properties."""
+        if not isinstance(name, str):
+            raise TypeError(f"name must be str, not {type(name).__name__}")
+        if name not in readable_settings(self._lib if self._lib is not None else load()):
+            raise make_error("qz_ndsx_get_setting", self.address, f"no readable setting named {name!r}",
+                             ErrorKind.BAD_ARGUMENT)
+        return self._call_for_text("qz_ndsx_get_setting", name.encode("utf-8"))
+
+    def export_config(self, secrets: bool = False) -> dict[str, Any]:
+        """Reads every readable setting into one configuration document:
+        {"version": 1, "device": {identity}, "settings": {NAME: VALUE}, "unreadable":
+        {NAME: {"kind": ..., "code": ...}}} ("unreadable" only when the device refused
+        to report some). The secret settings (passwords, account info) only with
+        `secrets`. Raises DeviceError when the device stopped answering."""
+        return self._call_for_text("qz_ndsx_export_config", _WITH_SECRETS if secrets else 0)
+
+    def apply_config(self, document: Mapping[str, Any], dry_run: bool = False, force: bool = False) -> dict[str, Any]:
+        """Makes the device match `document` (a whole export or any part of it) and
+        returns the report.
+
+        The library checks the whole document first, then reads each setting, writes it
+        when it differs (every setting with `force`; none with `dry_run`) and reads it
+        back. The report: {"ok": bool, "dry_run": bool, "counts": {"unchanged",
+        "changed", "would_change", "refused", "failed"}, "settings": [{"setting",
+        "status", "before", "after", ...}]}; secret values show as "********".
+
+        What a setting's refusal or failure leaves is in the report, which comes back
+        with "ok" false: check it. Only a call that failed as a whole raises, with the
+        report as the exception's `report`: a document refused before anything was
+        sent (DeviceArgumentError; the reasons under report["error"]["problems"]),
+        a device that stopped answering part way (DeviceTimeout, DeviceConnectionLost,
+        ...; the settings not reached are reported as failed), or a device that is
+        not open. A document that is no mapping raises TypeError, a value JSON has
+        no form for TypeError or ValueError, before anything is sent.
+        """
+        if not isinstance(document, Mapping):
+            raise TypeError(f"document must be a dict, not {type(document).__name__}")
+        text = json.dumps(document, allow_nan=False).encode("utf-8")
+        flags = (_DRY_RUN if dry_run else 0) | (_FORCE if force else 0)
+        try:
+            return self._call_for_text("qz_ndsx_apply_config", text, flags)
+        except DeviceError as error:
+            report = error.report
+            if report is None:
+                raise
+            if "error" not in report:
+                return report  # settings refused or failed one by one
+            whole = make_error(error.function, self.address, report["error"].get("message", ""), error.kind,
+                               error.response_code, error.command)
+            whole.report = report
+            raise whole from None
 
     # ---- Machine configuration and identity --------------------------------------
 

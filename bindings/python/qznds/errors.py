@@ -14,7 +14,7 @@ CLOSING and INIT_FAILED raise `DeviceError` itself.
 from __future__ import annotations
 
 from enum import IntEnum
-from typing import Optional
+from typing import Any, Optional
 
 
 class ErrorKind(IntEnum):
@@ -40,8 +40,11 @@ class DeviceError(Exception):
     the device's, `kind` an ErrorKind (a plain int for a kind of a newer library),
     `response_code` the device's code for a refusal (else 0), `command` the (main, sub)
     command of the exchange that failed, or None when the call failed before one was
-    under way.
+    under way. `report` is the report of a `Device.apply_config()` that failed as a whole
+    (else None).
     """
+
+    report: Optional[dict[str, Any]] = None
 
     def __init__(
         self,

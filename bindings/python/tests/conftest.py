@@ -24,7 +24,7 @@ BUILD_DIR = Path(os.environ.get("QZNDS_BUILD_DIR", REPO_DIR / "build" / "debug")
 LIBRARY = BUILD_DIR / ("bin" if sys.platform == "win32" else "lib") / qznds.LIBRARY_NAME
 SIMULATOR = BUILD_DIR / "bin" / ("qznds-sim.exe" if sys.platform == "win32" else "qznds-sim")
 HEADER = REPO_DIR / "include" / "qz_net_dev_setting.h"
-EXT_HEADER = REPO_DIR / "include" / "qz_nds_ext.h"
+EXT_HEADERS = (REPO_DIR / "include" / "qz_nds_ext.h", REPO_DIR / "include" / "qz_nds_config.h")
 os.environ.setdefault("QZNDS_LIBRARY", str(LIBRARY))  # inherited by the example's processes
 TIMEOUT_S = 10.0
 

@@ -10,7 +10,7 @@ from typing import Any, Callable
 
 import pytest
 import qznds
-from conftest import EXT_HEADER, HEADER
+from conftest import EXT_HEADERS, HEADER
 from qznds import Channel, Gb28181Params, IpSettings, MqttBroker, OsdItem, WirelessDomain, _library
 
 
@@ -28,7 +28,7 @@ def test_every_export_of_the_headers_has_a_prototype_of_its_arity() -> None:
     assert len(exports) == 105
     assert {name: len(args) for name, args in _library.PROTOTYPES.items()} == exports
     ext = {name: len(args) for name, (_, args) in _library.EXT_PROTOTYPES.items()}
-    assert ext == header_exports(EXT_HEADER, "qz_ndsx_")
+    assert ext == {name: arity for header in EXT_HEADERS for name, arity in header_exports(header, "qz_ndsx_").items()}
 
 
 def test_a_missing_library_says_how_to_point_at_it(monkeypatch: pytest.MonkeyPatch, tmp_path: Path) -> None:
@@ -55,6 +55,9 @@ BAD_VALUES: list[tuple[Callable[[qznds.Device], Any], str]] = [
     (lambda d: d.set_osd_item(0, OsdItem(True, 0, 65536)), "0 to 65535"),
     (lambda d: setattr(d, "channel", Channel("n" * 256, OsdItem(True))), "255 bytes"),
     (lambda d: d.set_visual_sn(True, False, b""), "serial number"),
+    (lambda d: d.get_setting("frame_rate"), "no readable setting named 'frame_rate'"),
+    (lambda d: d.get_setting("visual_sn"), "no readable setting"),  # write only
+    (lambda d: d.apply_config({"settings": {"framerate": float("nan")}}), "not JSON compliant"),
 ]
 
 
@@ -63,6 +66,7 @@ BAD_TYPES: list[tuple[Callable[[qznds.Device], Any], type, str]] = [
     (lambda d: setattr(d, "ptz_link_count", 1.5), TypeError, "integer"),
     (lambda d: setattr(d, "visual_ip", 10), TypeError, "str or bytes"),
     (lambda d: setattr(d, "frame_rate", 30), AttributeError, "frame_rate"),
+    (lambda d: d.apply_config('{"settings": {}}'), TypeError, "must be a dict"),  # type: ignore[arg-type]
     (lambda d: qznds.system_time_block("now"), TypeError, "datetime"),  # type: ignore[arg-type]
 ]
 

@@ -21,10 +21,10 @@ def clean_env(**extra: str) -> dict[str, str]:
 
 # The README's recipe with the python3 first on PATH (a non-Debian one where there is
 # one), and a wheel that bundles the shared libraries.
-@pytest.mark.parametrize("python, bundled", [("python3", False), (sys.executable, True)],
+@pytest.mark.parametrize("python, bundled, command", [("python3", False, "export"), (sys.executable, True, "info")],
                          ids=["path-python3-source", "bundled-wheel"])
 def test_pip_installs_offline_and_the_module_reads_the_device(
-    tmp_path: Path, sim: Simulator, factory_state: dict[str, Any], python: str, bundled: bool
+    tmp_path: Path, sim: Simulator, factory_state: dict[str, Any], python: str, bundled: bool, command: str
 ) -> None:
     source, venv = tmp_path / "src", tmp_path / "venv"
     shutil.copytree(BINDING_DIR, source, ignore=shutil.ignore_patterns("tests", "__pycache__"))
@@ -41,11 +41,15 @@ def test_pip_installs_offline_and_the_module_reads_the_device(
         assert not package.name.endswith("-any.whl"), package.name
     subprocess.run([venv_python, "-m", "pip", "install", "-q", str(package)], check=True, env=env, timeout=300)
 
-    run = subprocess.run([venv_python, "-m", "qznds", "--device", sim.address, "export"],
+    run = subprocess.run([venv_python, "-m", "qznds", "--device", sim.address, command],
                          capture_output=True, text=True, env=env, cwd=tmp_path, timeout=60)
 
     assert run.returncode == 0, run.stderr
-    assert json.loads(run.stdout)["config"]["info"]["serial_number"] == factory_state["device_sn"]
+    serial = factory_state["device_sn"]
+    if command == "export":
+        assert json.loads(run.stdout)["device"]["serial_number"] == serial
+    else:
+        assert f"device.serial_number: {json.dumps(serial)}" in run.stdout.splitlines()
     installed = next(venv.glob("lib/python3*/site-packages/qznds"))
     assert (installed / LIBRARY.name).exists() == bundled
 
