@@ -1,6 +1,8 @@
 // info, reboot, keep-alive, --simulate and --version.
 #include <algorithm>
 #include <filesystem>
+#include <map>
+#include <sstream>
 #include <thread>
 
 #include "cli_runner.h"
@@ -20,17 +22,17 @@ TEST_F(CliTest, InfoShowsTheDevicesConfigurationInSections) {
     s.channel_name = "gate-7";
   });
   const json doc = run_json({"info"}).json();
-  EXPECT_EQ(doc["device"], device_address());
-  EXPECT_EQ(doc["identity"]["serial_number"], "SN-0042");
-  EXPECT_EQ(doc["feature_switches"]["radar"], true);
-  EXPECT_EQ(doc["feature_switches"].size(), 9u);
-  EXPECT_EQ(doc["image"]["default-palette"], -2);
-  EXPECT_EQ(doc["osd"]["osd-item-11"],
+  EXPECT_EQ(doc["device"]["address"], device_address());
+  EXPECT_EQ(doc["device"]["serial_number"], "SN-0042");
+  EXPECT_EQ(doc["settings"]["radar"], true);
+  EXPECT_EQ(doc["settings"]["default_palette"], -2);
+  EXPECT_EQ(doc["settings"]["osd_item_11"],
             json({{"display", true}, {"attribute", 4}, {"value1", 300}, {"value2", 301}}));
-  EXPECT_EQ(doc["osd"]["channel-name"]["name"], "gate-7");
+  EXPECT_EQ(doc["settings"]["channel_name"]["name"], "gate-7");
+  EXPECT_FALSE(doc["settings"].contains("mqtt_passwd"));  // secrets only from export --with-secrets
   const RunResult text = run_qznds({"--device", device_address(), "info"});
   ASSERT_EQ(text.exit_code, 0) << text.err;
-  for (const char *part : {"serial number  SN-0042", "radar             on", "name=gate-7"}) {
+  for (const char *part : {"serial_number  SN-0042", "radar             on", "name=gate-7"}) {
     EXPECT_NE(text.out.find(part), std::string::npos) << part << "\n" << text.out;
   }
 }
@@ -82,19 +84,36 @@ TEST(CliSimulate, CameraFleetWritesItsInventoryAndAStateFilePerCamera) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   const json devices = json::parse(std::ifstream(inventory))["devices"];
   ASSERT_EQ(devices.size(), 3u);
-  std::vector<std::string> serials;
-  for (std::size_t i = 0; i < devices.size(); ++i) {
-    SCOPED_TRACE(i);
-    EXPECT_EQ(devices[i]["name"], "cam-000" + std::to_string(i + 1));
-    const RunResult info = run_qznds({"--device", devices[i]["address"], "--json", "info"});
-    if (i == 1) {
-      EXPECT_NE(info.exit_code, 0);
-      continue;
+  EXPECT_EQ(devices[2]["name"], "cam-0003");
+  // One JSON line per device as it finishes, then the summary; the exit code
+  // is that of the one failure's kind.
+  const auto lines_of = [&](const std::vector<std::string> &args) {
+    std::vector<std::string> full = {"--inventory", inventory, "--json"};
+    full.insert(full.end(), args.begin(), args.end());
+    const RunResult run = run_qznds(full);
+    EXPECT_EQ(run.exit_code, 4) << run.out << run.err;
+    std::map<std::string, json> by_name;
+    std::istringstream in(run.out);
+    for (std::string line; std::getline(in, line);) {
+      const json item = json::parse(line);
+      by_name[item.contains("summary") ? "summary" : item["name"].get<std::string>()] = item;
     }
-    serials.push_back(info.json()["identity"]["serial_number"]);
-  }
-  ASSERT_EQ(serials.size(), 2u);
+    EXPECT_EQ(by_name["summary"]["summary"]["failed"], 1);
+    EXPECT_EQ(by_name["cam-0002"]["error"]["kind"], "unreachable");
+    return by_name;
+  };
+  auto info = lines_of({"info"});
+  const std::vector<std::string> serials = {info["cam-0001"]["result"]["device"]["serial_number"],
+                                            info["cam-0003"]["result"]["device"]["serial_number"]};
   EXPECT_NE(serials[0], serials[1]);
+  // apply changes what differs; the same document again changes nothing.
+  const std::string doc =
+      write_temp_file("fleet_doc.json", R"({"settings": {"framerate": 30, "mqtt_port": 1999}})");
+  for (int changed : {2, 0}) {
+    auto applied = lines_of({"apply", doc});
+    for (const char *name : {"cam-0001", "cam-0003"})
+      EXPECT_EQ(applied[name]["result"]["report"]["counts"]["changed"], changed) << name;
+  }
 
   sim.signal(SIGTERM);
   const RunResult end = sim.finish();

@@ -106,7 +106,7 @@ std::string file_name_for(const Target &target) {
 // device is contacted.
 struct Plan {
   DeviceWork work;
-  ResultCheck check = [](const Json &) {};
+  ResultCheck check = [](const Json &, const Target &) {};
 };
 
 // Checks a document as the library will before writing anything, so that a
@@ -124,15 +124,19 @@ void check_document(const Json &document, const std::string &where) {
   throw ToolError(ErrorKind::bad_value, where + message);
 }
 
-void check_report(const Json &result) {
+void check_report(const Json &result, const Target &target) {
   const Json &report = result.contains("report") ? result["report"] : result;
-  if (!report.value("ok", false)) throw report_failure(report);
+  if (!report.value("ok", false)) throw report_failure(report, target.address);
 }
 
 Plan plan_for(const CommandLine &line, const std::vector<Target> &targets, bool fleet) {
   const std::string &cmd = line.command;
   if (cmd == "info") {
-    return {[](Device &d, const Target &) { return d.export_config(false); }};
+    return {[](Device &d, const Target &t) {
+      Json doc = d.export_config(false);
+      doc["device"]["address"] = t.address;
+      return doc;
+    }};
   }
   if (cmd == "get") {
     const CatalogueEntry *e = find_entry(line.setting);
@@ -151,7 +155,8 @@ Plan plan_for(const CommandLine &line, const std::vector<Target> &targets, bool 
       throw ToolError(ErrorKind::usage,
                       "unknown setting \"" + line.setting + "\" (qznds settings lists them)");
     Json value;
-    if (e->secret) {
+    // A block is read from a file named on the command line; only the name is there.
+    if (e->secret && e->type != "bytes") {
       if (!line.values.empty()) {
         throw ToolError(ErrorKind::usage,
                         e->name +
@@ -251,7 +256,9 @@ int fleet_exit_code(const std::vector<DeviceOutcome> &outcomes) {
   return mixed ? exit_code(ErrorKind::failed) : exit_code(*kind);
 }
 
-int run_on(const CommandLine &line, const std::vector<Target> &targets, bool fleet, const Plan &plan) {
+// `before_output` runs once every device is done, before anything is printed.
+int run_on(const CommandLine &line, const std::vector<Target> &targets, bool fleet, const Plan &plan,
+           const std::function<void()> &before_output) {
   const Output out(line.json);
   std::vector<DeviceOutcome> outcomes(targets.size());
   std::optional<ProgressBar> bar;
@@ -269,6 +276,7 @@ int run_on(const CommandLine &line, const std::vector<Target> &targets, bool fle
     if (bar) bar->update(finished, failed);
   });
   if (bar) bar->finish();
+  before_output();
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (fleet) {
     out.fleet_summary(line.command, targets, outcomes, seconds);
@@ -370,9 +378,17 @@ int run(const CommandLine &line) {
       sim.emplace(line.sim_state);
       targets = {Target{sim->address(), "simulated"}};
     }
-    const int code = line.command == "monitor" ? monitor(line, targets) : run_on(line, targets, fleet, plan);
-    if (sim) sim->finish();
-    return code;
+    // The simulated device's settings are saved before the result is shown,
+    // so that a state file that cannot be written fails the command.
+    const auto finish_sim = [&] {
+      if (sim) sim->finish();
+    };
+    if (line.command == "monitor") {
+      const int code = monitor(line, targets);
+      finish_sim();
+      return code;
+    }
+    return run_on(line, targets, fleet, plan, finish_sim);
   } catch (const ToolError &error) {
     out.failure(line.command, error, Json());
     return exit_code(error.kind());

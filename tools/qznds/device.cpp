@@ -86,7 +86,7 @@ bool Device::reboot(std::chrono::milliseconds limit) {
   }
 }
 
-ToolError report_failure(const Json &report) {
+ToolError report_failure(const Json &report, const std::string &address) {
   const Json *why = report.contains("error") ? &report["error"] : nullptr;
   const Json settings = report.value("settings", Json::array());
   for (const Json &item : settings) {
@@ -95,7 +95,8 @@ ToolError report_failure(const Json &report) {
   if (why == nullptr) return ToolError(ErrorKind::failed, "apply failed");
   std::optional<int> code;
   if (why->contains("code")) code = (*why)["code"].get<int>();
-  return ToolError(kind_named(why->value("kind", "")), why->value("message", "apply failed"), code);
+  return ToolError(kind_named(why->value("kind", "")),
+                   why->value("message", "apply failed") + " (device " + address + ")", code);
 }
 
 }  // namespace qznds

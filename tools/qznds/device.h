@@ -54,6 +54,6 @@ class Device {
 
 // The failure a report stands for: what ended the apply, else its first
 // setting that did not end unchanged or changed.
-ToolError report_failure(const Json &report);
+ToolError report_failure(const Json &report, const std::string &address);
 
 }  // namespace qznds

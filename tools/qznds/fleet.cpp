@@ -114,7 +114,7 @@ void run_fleet(const std::vector<Target> &targets, int jobs, const DeviceWork &w
       Device device;
       device.connect(targets[i].address);
       outcome.result = work(device, targets[i]);
-      check(outcome.result);
+      check(outcome.result, targets[i]);
       outcome.ok = true;
     } catch (const ToolError &error) {
       outcome.error = error;

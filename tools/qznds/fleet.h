@@ -41,7 +41,7 @@ void parallel_for(std::size_t count, int jobs, const std::function<void(std::siz
 using DeviceWork = std::function<Json(Device &, const Target &)>;
 // Whether a result counts as a success (an apply report with "ok": false
 // does not); a failure it names is thrown as ToolError.
-using ResultCheck = std::function<void(const Json &)>;
+using ResultCheck = std::function<void(const Json &, const Target &)>;
 
 // Connects to each target and runs `work` on it, at most `jobs` at a time
 // (one thread each; a silent device holds only its own). `done` is called

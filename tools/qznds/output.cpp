@@ -194,7 +194,7 @@ void Output::success(const std::string &command, const Target &target, const Jso
 void Output::failure(std::string_view command, const ToolError &error, const Json &result) const {
   const Json *report = result.is_object() && result.contains("report") ? &result["report"] : nullptr;
   if (!json_) {
-    if (report != nullptr && !(*report)["settings"].empty()) print_changes("  ", *report);
+    if (command == "apply" && report != nullptr) print_changes("  ", *report);
     std::cerr << "qznds: " << error.what() << '\n';
     return;
   }
