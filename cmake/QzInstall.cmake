@@ -68,13 +68,15 @@ endif()
 # The public headers live in include/qz_nds/ beside the platform ones; a
 # header of the same name at the old place includes it, so that both
 # #include "qz_net_dev_setting.h" and <qz_nds/qz_net_dev_setting.h> work.
-foreach(header qz_net_dev_setting.h qz_nds_ext.h)
+foreach(header qz_net_dev_setting.h qz_nds_ext.h qz_nds_config.h)
   install(FILES ${PROJECT_SOURCE_DIR}/include/${header} DESTINATION ${QZ_NDS_PLATFORM_INCLUDEDIR})
   file(WRITE ${PROJECT_BINARY_DIR}/compat-include/${header}
        "/* ${header} is installed in qz_nds/; this one keeps the old include path working. */\n"
        "#include \"qz_nds/${header}\"\n")
   install(FILES ${PROJECT_BINARY_DIR}/compat-include/${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 endforeach()
+# The JSON Schema of configuration documents (qznds schema prints the same).
+install(FILES ${PROJECT_SOURCE_DIR}/docs/config.schema.json DESTINATION ${CMAKE_INSTALL_DATADIR}/qznds)
 if(WIN32)
   # With the export list, MSVC users make an import library: lib /def:qz_net_dev_setting.def
   install(FILES ${PROJECT_SOURCE_DIR}/src/net_dev_setting/qz_net_dev_setting.def DESTINATION ${CMAKE_INSTALL_LIBDIR})

@@ -126,6 +126,14 @@ TEST(CliSimulate, CameraFleetWritesItsInventoryAndAStateFilePerCamera) {
   std::filesystem::remove(inventory);
 }
 
+// The schema shipped in docs/ (and installed) is the one the library gives.
+TEST(CliHelp, ShippedSchemaIsTheLibrarys) {
+  const RunResult schema = run_qznds({"schema"});
+  ASSERT_EQ(schema.exit_code, 0) << schema.err;
+  EXPECT_EQ(json::parse(schema.out), json::parse(std::ifstream(QZNDS_SCHEMA_FILE)))
+      << "docs/config.schema.json is stale: write it with qznds schema";
+}
+
 // The tool's version and that of the library it runs with (here the same).
 TEST(CliHelp, VersionNamesTheToolAndTheLibrary) {
   const std::string version = QZNDS_EXPECTED_VERSION;
