@@ -82,7 +82,7 @@ INSTANTIATE_TEST_SUITE_P(Cases, CliDeviceFailure, ::testing::Values(
     DeviceFailure{"bad_answer", "bad_answer", kBadAnswer, {.truncate = 1}, {"get", "mqtt-port"},
                   "get mqtt_port: the device's answer could not be used (device ADDR)"},
     DeviceFailure{"timeout", "timeout", kTimeout, {.no_answer = true}, {"set", "framerate", "30"},
-                  "set framerate: no answer from the device in time (waited 10 s, device ADDR)", {},
+                  "read the configuration: no answer from the device in time (device ADDR)", {},
                   RefuseMode::none, true},
     DeviceFailure{"connection_lost", "unreachable", kUnreachable, {.close_after = 5},
                   {"set", "framerate", "30"},
