@@ -6,7 +6,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -43,22 +45,39 @@ pid_t spawn(const std::vector<std::string> &argv, const std::string &out_file, c
   const int out = ::open(out_file.empty() ? "/dev/null" : out_file.c_str(),
                          O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   const int err = ::open(err_file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+  // Closed by a successful exec; the child writes errno into it when the exec fails.
+  int exec_pipe[2] = {-1, -1};
   const pid_t parent = ::getpid();
-  const pid_t pid = out < 0 || err < 0 ? -1 : ::fork();
+  const pid_t pid = out < 0 || err < 0 || ::pipe2(exec_pipe, O_CLOEXEC) != 0 ? -1 : ::fork();
   if (pid == 0) {
     ::prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (::getppid() != parent) ::_exit(127);
     ::dup2(out, STDOUT_FILENO);
     ::dup2(err, STDERR_FILENO);
     // The benchmark's own descriptors (sessions, the device's stop pipe) stay here.
-    ::close_range(3, ~0U, 0);
+    ::close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
     ::execv(args[0], args.data());
+    const int why = errno;
+    (void)!::write(exec_pipe[1], &why, sizeof why);
     ::_exit(127);
   }
-  if (pid < 0) error = "cannot start " + argv[0];
-  if (out >= 0) ::close(out);
-  if (err >= 0) ::close(err);
-  return pid;
+  for (int fd : {out, err, exec_pipe[1]}) {
+    if (fd >= 0) ::close(fd);
+  }
+  // Until the exec, the child is a copy of this process: its memory is not
+  // the program's.
+  int why = 0;
+  ssize_t got = -1;
+  if (pid > 0) {
+    do {
+      got = ::read(exec_pipe[0], &why, sizeof why);
+    } while (got < 0 && errno == EINTR);
+  }
+  if (exec_pipe[0] >= 0) ::close(exec_pipe[0]);
+  if (pid > 0 && got == 0) return pid;
+  error = "cannot start " + argv[0] + (got > 0 ? std::string(": ") + std::strerror(why) : std::string());
+  if (pid > 0) ::waitpid(pid, nullptr, 0);
+  return -1;
 }
 
 ProcessRun run_measured(const std::vector<std::string> &argv, const std::string &work_dir) {
