@@ -166,7 +166,9 @@ TEST(FleetRun, ExportAndApplyOnTwentyCamerasAreMeasuredAndChecked) {
     EXPECT_GT(m.run.process.peak_resident_bytes, 0u);
     EXPECT_EQ(m.again.has_value(), row.apply);
     EXPECT_NE(check_fleet_run(m.run, 20, 19, -1), "");
-    if (m.again) EXPECT_NE(check_fleet_run(*m.again, 20, 20, 10), "");
+    if (m.again) {
+      EXPECT_NE(check_fleet_run(*m.again, 20, 20, 10), "");
+    }
   }
   std::filesystem::remove_all(setup.work_dir);
 }
