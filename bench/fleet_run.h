@@ -18,7 +18,8 @@ using Json = nlohmann::json;
 
 // A child process running `argv` (argv[0] is the program's path) with its
 // stdout in `out_file` (or /dev/null when empty) and its stderr in
-// `err_file`. It is sent SIGTERM when this process dies.
+// `err_file`, returned once its program runs (-1 and `error` when it
+// cannot start). It is sent SIGTERM when this process dies.
 pid_t spawn(const std::vector<std::string> &argv, const std::string &out_file, const std::string &err_file,
             std::string &error);
 
