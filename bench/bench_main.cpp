@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -17,6 +18,7 @@
 #include <vector>
 
 #include "figures.h"
+#include "fleet_run.h"
 #include "lean_device.h"
 #include "load.h"
 #include "plain_clients.h"
@@ -47,6 +49,12 @@ constexpr int kManySlices = 5;
 const std::vector<int> kCallerCounts = {1, 2, 4, 8};
 const std::vector<int> kSessionCounts = {100, 1000, 10000};
 const std::vector<int> kInFlight = {1, 8, 64};
+// 64 devices at once: on two CPUs 16 already keep both busy, and the 10
+// silent cameras, each holding its job for the answer timeout, then leave
+// 54 to the rest of the fleet.
+constexpr int kFleetCameras = 1000;
+constexpr int kFleetJobs = 64;
+constexpr int kFleetSilent = 10;
 
 // One SDK session connected to the device, released on destruction.
 class SdkSession {
@@ -271,6 +279,39 @@ void many_plain(benchmark::State &state, int sessions) {
       [](BlockingClient &c) { return c.round_trip(kMqttPort.main, kMqttPort.sub); });
 }
 
+// ---- Fleet ------------------------------------------------------------------------
+
+// The tool on a fleet of simulated cameras, each program in a process of its
+// own (the paths come from the build).
+void fleet(benchmark::State &state, FleetRow row) {
+  const FleetSetup setup{.tool = QZ_BENCH_QZNDS,
+                         .sim = QZ_BENCH_QZNDS_SIM,
+                         .cameras = kFleetCameras,
+                         .jobs = kFleetJobs,
+                         .silent = kFleetSilent,
+                         .work_dir = (std::filesystem::temp_directory_path() /
+                                      ("qz_nds_bench_fleet." + std::to_string(::getpid())) / row.key)
+                                         .string()};
+  for (const std::string &program : {setup.tool, setup.sim}) {
+    if (!std::filesystem::exists(program)) return fail(state, program + " is not built");
+  }
+  for (auto _ : state) {
+    FleetMeasure m;
+    std::string error;
+    const bool ok = measure_fleet_row(row, setup, m, error);
+    std::filesystem::remove_all(std::filesystem::path(setup.work_dir).parent_path());
+    if (!ok) return fail(state, error);
+    auto put = [&](const char *what, double v) {
+      figures().add_value(fleet_key(row.key, what), v);
+      state.counters[what] = v;
+    };
+    put("seconds", m.run.process.seconds);
+    put("threads", static_cast<double>(m.run.process.peak_threads));
+    put("resident_bytes", static_cast<double>(m.run.process.peak_resident_bytes));
+    if (m.again) put("again_seconds", m.again->process.seconds);
+  }
+}
+
 // ---- Registration -----------------------------------------------------------------
 
 void register_benchmarks(std::size_t descriptor_limit, std::vector<int> &session_counts) {
@@ -285,6 +326,13 @@ void register_benchmarks(std::size_t descriptor_limit, std::vector<int> &session
   for (const Command &c : {kMqttPort, kMachineConfig}) {
     const std::string name = std::string("round_trip/") + (c.main == 169 ? "mqtt_port" : "machine_config");
     benchmark::RegisterBenchmark(name.c_str(), round_trips, c)->Iterations(1)->Unit(benchmark::kMillisecond);
+  }
+  // A silent camera costs one answer timeout (10 s): those rows run once.
+  for (const FleetRow &row : kFleetRows) {
+    benchmark::RegisterBenchmark((std::string("fleet/") + row.key).c_str(), fleet, row)
+        ->Iterations(1)
+        ->Repetitions(row.silent ? 1 : 3)
+        ->Unit(benchmark::kMillisecond);
   }
   benchmark::RegisterBenchmark("one_session/callers", callers_on_one_session)
       ->Iterations(1)
@@ -317,6 +365,9 @@ int run(int argc, char **argv) {
   setup.device_threads = kDeviceThreads;
   setup.many_callers = kManyCallers;
   setup.caller_counts = kCallerCounts;
+  setup.fleet_cameras = kFleetCameras;
+  setup.fleet_jobs = kFleetJobs;
+  setup.fleet_silent = kFleetSilent;
 
   // The device process is forked before any thread exists.
   DeviceProcess device;

@@ -5,6 +5,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "fleet_run.h"
+
 namespace qz::bench {
 
 // ---- Figures ------------------------------------------------------------------
@@ -67,6 +69,10 @@ std::string device_key(const std::string &device, int in_flight) {
 }
 std::string many_key(const std::string &client, int sessions, const std::string &what) {
   return "many/" + client + "/" + std::to_string(sessions) + "/" + what;
+}
+
+std::string fleet_key(const std::string &row, const std::string &what) {
+  return "fleet/" + row + "/" + what;
 }
 
 // ---- Table --------------------------------------------------------------------
@@ -213,6 +219,38 @@ void print_many(std::ostream &out, const RunSetup &setup) {
   }
 }
 
+void print_fleet(std::ostream &out, const RunSetup &setup) {
+  const Figures &f = figures();
+  out << format("\n5. Fleet: qznds --jobs %d on %d cameras of qznds-sim (each program in its own process)\n",
+                setup.fleet_jobs, setup.fleet_cameras);
+  out << "   run                              seconds   target           ms/camera   x (a)   peak threads"
+         "   peak RSS MiB\n";
+  const auto floor_ms = f.percentile(round_trip_key("169/159", "a"), 0.5);
+  bool shown = false;
+  for (const FleetRow &row : kFleetRows) {
+    auto value = [&](const char *what) { return f.value(fleet_key(row.key, what)); };
+    const auto seconds = value("seconds");
+    if (!seconds) continue;
+    shown = true;
+    const auto ms_per_camera = std::optional(*seconds * 1e3 / setup.fleet_cameras);
+    const auto resident = value("resident_bytes");
+    out << format(
+        "   %-32s %7s %6.0f s %-7s %11s %7s %14s %14s\n", row.label, cell(seconds, 7, 2).c_str(),
+        row.target_seconds, verdict(*seconds <= row.target_seconds), cell(ms_per_camera, 11, 3).c_str(),
+        cell(ratio(ms_per_camera, floor_ms ? std::optional(*floor_ms / 1e3) : floor_ms), 7, 1).c_str(),
+        cell(value("threads"), 14, 0).c_str(),
+        cell(resident ? std::optional(*resident / (1 << 20)) : resident, 14, 1).c_str());
+  }
+  if (!shown) return;
+  out << format(
+      "   (seconds: wall time of the qznds process; ms/camera: seconds / cameras, x (a) its ratio to the\n"
+      "   round trip of baseline (a); %d silent cameras each hold a job for the 10 s answer timeout)\n",
+      setup.fleet_silent);
+  if (const auto again = f.value(fleet_key("apply", "again_seconds"))) {
+    out << format("   The same document applied again: 0 changed on every camera, %.2f s\n", *again);
+  }
+}
+
 }  // namespace
 
 void print_table(std::ostream &out, const RunSetup &setup) {
@@ -229,6 +267,7 @@ void print_table(std::ostream &out, const RunSetup &setup) {
   print_round_trips(out);
   print_callers(out, setup);
   print_many(out, setup);
+  print_fleet(out, setup);
   out.flush();
 }
 

@@ -43,6 +43,9 @@ struct RunSetup {
   int many_callers = 8;
   std::vector<int> session_counts;
   std::vector<int> caller_counts;
+  int fleet_cameras = 0;
+  int fleet_jobs = 0;
+  int fleet_silent = 0;
 };
 
 // Prints the table of every figure collected, with baselines, ratios and
@@ -54,5 +57,6 @@ std::string round_trip_key(const std::string &command, const std::string &client
 std::string callers_key(const std::string &client, int callers);
 std::string device_key(const std::string &device, int in_flight);
 std::string many_key(const std::string &client, int sessions, const std::string &what);
+std::string fleet_key(const std::string &row, const std::string &what);
 
 }  // namespace qz::bench

@@ -5,24 +5,36 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include <array>
 #include <ctime>
 #include <fstream>
 #include <string>
+#include <string_view>
 
 namespace qz::bench {
 
 namespace {
 
-// The number after "<key>:" in /proc/self/status, or 0.
-std::size_t status_value(const std::string &key) {
-  std::ifstream in("/proc/self/status");
+// The numbers after "<key>:" in a /proc/PID/status file, in the order of
+// `keys`; 0 for a key not found (or a process that is gone).
+template <std::size_t N>
+std::array<std::size_t, N> status_values(const std::string &path,
+                                         const std::array<std::string_view, N> &keys) {
+  std::array<std::size_t, N> values{};
+  std::ifstream in(path);
   std::string line;
   while (std::getline(in, line)) {
-    if (line.compare(0, key.size(), key) == 0 && line.size() > key.size() && line[key.size()] == ':') {
-      return std::stoull(line.substr(key.size() + 1));
+    for (std::size_t k = 0; k < N; ++k) {
+      const std::string_view key = keys[k];
+      if (line.size() > key.size() && line.compare(0, key.size(), key) == 0 && line[key.size()] == ':')
+        values[k] = std::stoull(line.substr(key.size() + 1));
     }
   }
-  return 0;
+  return values;
+}
+
+std::size_t own_status_value(std::string_view key) {
+  return status_values<1>("/proc/self/status", {key})[0];
 }
 
 std::string cpu_model() {
@@ -40,7 +52,13 @@ std::string cpu_model() {
 }  // namespace
 
 std::size_t thread_count() {
-  return status_value("Threads");
+  return own_status_value("Threads");
+}
+
+ProcessStatus process_status(pid_t pid) {
+  const auto [threads, peak_kib] =
+      status_values<2>("/proc/" + std::to_string(pid) + "/status", {"Threads", "VmHWM"});
+  return {threads, peak_kib * 1024};
 }
 
 double process_cpu_seconds() {
@@ -50,7 +68,7 @@ double process_cpu_seconds() {
 }
 
 std::size_t resident_bytes() {
-  return status_value("VmRSS") * 1024;
+  return own_status_value("VmRSS") * 1024;
 }
 
 void trim_heap() {

@@ -1,6 +1,8 @@
 // What the benchmark reads about its own process and the machine.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <string>
 
@@ -8,6 +10,13 @@ namespace qz::bench {
 
 // Threads of this process now.
 std::size_t thread_count();
+// Threads of another process now, and the peak of its resident memory
+// since it started its program (VmHWM); zeros when it has ended.
+struct ProcessStatus {
+  std::size_t threads = 0;
+  std::size_t peak_resident_bytes = 0;
+};
+ProcessStatus process_status(pid_t pid);
 // CPU time this process has used so far (all threads, user and system).
 double process_cpu_seconds();
 // Resident memory of this process now, in bytes.

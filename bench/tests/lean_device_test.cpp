@@ -1,16 +1,18 @@
 // The benchmark's own parts: the lean device must answer like the simulated
 // device, in order, to every client (pipelined requests go through its request
 // cutter); the baselines must match answers to their callers; the load must
-// reach every session.
+// reach every session; the fleet figures' path must check what the tool did.
 #include "lean_device.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <set>
 #include <thread>
 
 #include "device_commands.h"
+#include "fleet_run.h"
 #include "load.h"
 #include "plain_clients.h"
 #include "qz_net_dev_setting.h"
@@ -142,6 +144,33 @@ TEST(Load, CallsEverySessionAndCountsFailures) {
   for (auto &c : calls) EXPECT_GE(c.load(), 1);
   EXPECT_EQ(r.failures, static_cast<std::size_t>(calls[7].load()));
   EXPECT_GT(r.calls_per_second, 0);
+}
+
+// The fleet figures' own path on 20 cameras: the tool's runs are measured,
+// an apply changes the ten settings and a second one none, and the checks
+// refuse counts that do not match.
+TEST(FleetRun, ExportAndApplyOnTwentyCamerasAreMeasuredAndChecked) {
+  const FleetSetup setup{.tool = QZ_BENCH_QZNDS,
+                         .sim = QZ_BENCH_QZNDS_SIM,
+                         .cameras = 20,
+                         .jobs = 4,
+                         .silent = 0,
+                         .work_dir = ::testing::TempDir() + "qz_bench_fleet_" + std::to_string(getpid())};
+  for (const FleetRow &row : {kFleetRows[0], kFleetRows[1]}) {
+    SCOPED_TRACE(row.key);
+    FleetMeasure m;
+    std::string error;
+    ASSERT_TRUE(measure_fleet_row(row, setup, m, error)) << error;
+    EXPECT_GT(m.run.process.seconds, 0);
+    EXPECT_GT(m.run.process.peak_threads, 0u);
+    EXPECT_GT(m.run.process.peak_resident_bytes, 0u);
+    EXPECT_EQ(m.again.has_value(), row.apply);
+    EXPECT_NE(check_fleet_run(m.run, 20, 19, -1), "");
+    if (m.again) {
+      EXPECT_NE(check_fleet_run(*m.again, 20, 20, 10), "");
+    }
+  }
+  std::filesystem::remove_all(setup.work_dir);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <memory>
 
 #include "device_limits.h"
 #include "qz_nds_ext.h"
@@ -215,10 +216,12 @@ Setting text(std::string name, std::string_view family, std::string help, SetTex
             .device_accepts = "texts of up to " + std::to_string(lim::kLinkTextMax) + " bytes",
             .secret = secret};
   s.get = [name = s.name, get](Session &d) {
-    thread_local std::vector<char> buffer(kTextBufferSize);
+    // Not zeroed: only the pages the texts fill become resident, not 1 MiB
+    // for every thread that reads one (a tool working on 64 devices at once).
+    thread_local const auto buffer = std::make_unique_for_overwrite<char[]>(kTextBufferSize);
     uint32_t len = 0;
-    d.call(what("get", name), [&](qz_nds_handle h) { return get(h, buffer.data(), &len); });
-    return text_json(std::string_view(buffer.data(), std::min<std::size_t>(len, buffer.size())));
+    d.call(what("get", name), [&](qz_nds_handle h) { return get(h, buffer.get(), &len); });
+    return text_json(std::string_view(buffer.get(), std::min<std::size_t>(len, kTextBufferSize)));
   };
   s.prepare = [name = s.name, set](const Json &v) {
     std::string value = text_value(v, kLinkTextMax, name);

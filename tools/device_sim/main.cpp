@@ -234,7 +234,10 @@ int main(int argc, char **argv) {
   std::string error;
   std::vector<CameraFault> faults;
   for (const auto &text : fault_specs) {
-    auto &fault = faults.emplace_back(CameraFault{0, cameras - 1, {}, {}});
+    // Filled in place: GCC 12 at -O2 takes a moved temporary's empty payload
+    // for uninitialised (-Wmaybe-uninitialized).
+    auto &fault = faults.emplace_back();
+    fault.last = cameras - 1;
     if (!parse_fault_spec(text, fault.key, fault.fault, error))
       return fail(kExitUsage, "--fault " + text + ": " + error);
   }
