@@ -22,6 +22,7 @@
 #include "output.h"
 #include "sdk_log.h"
 #include "secrets.h"
+#include "server.h"
 #include "simulator.h"
 
 namespace qznds {
@@ -82,17 +83,6 @@ void write_file(const std::string &path, const std::string &text, bool secret) {
   if (!file.flush()) throw ToolError(ErrorKind::failed, "cannot write " + path);
 }
 
-// The document each device gets: the file's settings, the device's own from
-// the inventory over them, and the secrets over both.
-Json document_for(const Json &document, const Target &target, const Json &secrets) {
-  Json out = document;
-  if (!out.contains("settings") || !out["settings"].is_object())
-    return out;  // the library says what is wrong
-  out["settings"].update(target.settings);
-  out["settings"].update(secrets);
-  return out;
-}
-
 std::string file_name_for(const Target &target) {
   std::string name = target.name;
   for (char &c : name) {
@@ -107,11 +97,6 @@ struct Plan {
   DeviceWork work;
   ResultCheck check = [](const Json &) {};
 };
-
-void check_report(const Json &result) {
-  const Json &report = result.contains("report") ? result["report"] : result;
-  if (!report.value("ok", false)) throw report_failure(report);
-}
 
 Plan plan_for(const CommandLine &line, bool fleet) {
   const std::string &cmd = line.command;
@@ -330,6 +315,12 @@ int run(const CommandLine &line) {
     if (line.command == "schema") {
       std::cout << qz_ndsx_config_schema() << '\n';
       return kExitOk;
+    }
+    if (line.command == "serve") {
+      if (line.inventory.empty() || !line.devices.empty() || line.simulate)
+        throw ToolError(ErrorKind::usage, "serve works on an inventory: give --inventory FILE (only)");
+      SdkLog log(line.verbose);
+      return serve(ServeOptions{line.inventory, line.listen, line.token_file, line.interval, line.jobs});
     }
     std::vector<Target> targets = targets_of(line);
     const bool fleet = !line.inventory.empty() || targets.size() > 1;

@@ -97,4 +97,9 @@ ToolError report_failure(const Json &report) {
   return ToolError(kind_named(why->value("kind", "")), why->value("message", "apply failed"), code);
 }
 
+void check_report(const Json &result) {
+  const Json &report = result.contains("report") ? result["report"] : result;
+  if (!report.value("ok", false)) throw report_failure(report);
+}
+
 }  // namespace qznds

@@ -55,5 +55,7 @@ class Device {
 // The failure a report stands for: what ended the apply, else its first
 // setting that did not end unchanged or changed.
 ToolError report_failure(const Json &report);
+// Throws report_failure() unless the report (or result["report"]) is ok.
+void check_report(const Json &result);
 
 }  // namespace qznds
