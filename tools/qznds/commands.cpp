@@ -319,8 +319,12 @@ int run(const CommandLine &line) {
     if (line.command == "serve") {
       if (line.inventory.empty() || !line.devices.empty() || line.simulate)
         throw ToolError(ErrorKind::usage, "serve works on an inventory: give --inventory FILE (only)");
+#ifdef QZNDS_CONSOLE
       SdkLog log(line.verbose);
       return serve(ServeOptions{line.inventory, line.listen, line.token_file, line.interval, line.jobs});
+#else
+      throw ToolError(ErrorKind::usage, "this qznds was built without the console (serve)");
+#endif
     }
     std::vector<Target> targets = targets_of(line);
     const bool fleet = !line.inventory.empty() || targets.size() > 1;
