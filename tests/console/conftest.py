@@ -63,5 +63,9 @@ def console():
         finally:
             for process in (server, sim):
                 if process is not None:
-                    process.terminate()
-                    process.wait(timeout=10)
+                    process.terminate()  # serve ends once a read under way does (up to 10 s)
+                    try:
+                        process.wait(timeout=15)
+                    except subprocess.TimeoutExpired:
+                        process.kill()
+                        pytest.fail("%s did not end on SIGTERM" % process.args[0])
