@@ -23,6 +23,7 @@
 #include "output.h"
 #include "sdk_log.h"
 #include "secrets.h"
+#include "server.h"
 #include "simulator.h"
 
 namespace qznds {
@@ -83,17 +84,6 @@ void write_file(const std::string &path, const std::string &text, bool secret) {
   if (!file.flush()) throw ToolError(ErrorKind::failed, "cannot write " + path);
 }
 
-// The document each device gets: the file's settings, the device's own from
-// the inventory over them, and the secrets over both.
-Json document_for(const Json &document, const Target &target, const Json &secrets) {
-  Json out = document;
-  if (!out.contains("settings") || !out["settings"].is_object())
-    return out;  // the library says what is wrong
-  out["settings"].update(target.settings);
-  out["settings"].update(secrets);
-  return out;
-}
-
 std::string file_name_for(const Target &target) {
   std::string name = target.name;
   for (char &c : name) {
@@ -122,11 +112,6 @@ void check_document(const Json &document, const std::string &where) {
   for (const Json &p : problems) message += (message.empty() ? "" : "; ") + p.get<std::string>();
   if (message.empty() && report.is_object()) message = report["error"].value("message", "");
   throw ToolError(ErrorKind::bad_value, where + message);
-}
-
-void check_report(const Json &result, const Target &target) {
-  const Json &report = result.contains("report") ? result["report"] : result;
-  if (!report.value("ok", false)) throw report_failure(report, target.address);
 }
 
 Plan plan_for(const CommandLine &line, const std::vector<Target> &targets, bool fleet) {
@@ -359,6 +344,16 @@ int run(const CommandLine &line) {
     if (line.command == "schema") {
       std::cout << qz_ndsx_config_schema() << '\n';
       return kExitOk;
+    }
+    if (line.command == "serve") {
+      if (line.inventory.empty() || !line.devices.empty() || line.simulate)
+        throw ToolError(ErrorKind::usage, "serve works on an inventory: give --inventory FILE (only)");
+#ifdef QZNDS_CONSOLE
+      SdkLog log(line.verbose);
+      return serve(ServeOptions{line.inventory, line.listen, line.token_file, line.interval, line.jobs});
+#else
+      throw ToolError(ErrorKind::usage, "this qznds was built without the console (serve)");
+#endif
     }
     std::vector<Target> targets = targets_of(line);
     const bool fleet = !line.inventory.empty() || targets.size() > 1;

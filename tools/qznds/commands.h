@@ -10,7 +10,7 @@
 namespace qznds {
 
 struct CommandLine {
-  std::string command;  // info, get, set, export, apply, reboot, keep-alive, monitor, settings, schema
+  std::string command;  // info, get, set, export, apply, reboot, keep-alive, monitor, serve, settings, schema
   std::vector<std::string> devices;
   std::string inventory;
   int jobs = 32;
@@ -23,11 +23,13 @@ struct CommandLine {
   std::string document;  // apply: the wanted configuration; monitor: drift against it
   std::string output;    // export: a file (one device) or a folder (many)
   bool with_secrets = false;
-  std::string secrets;     // env, - or FILE
-  bool dry_run = false;    // apply --diff / --dry-run
-  double interval = 10.0;  // keep-alive, monitor: seconds between rounds
-  int count = 1;           // keep-alive: messages; monitor: rounds (0: until stopped)
-  bool yes = false;        // reboot: no question on a terminal
+  std::string secrets;                    // env, - or FILE
+  bool dry_run = false;                   // apply --diff / --dry-run
+  double interval = 10.0;                 // keep-alive, monitor: seconds between rounds
+  int count = 1;                          // keep-alive: messages; monitor: rounds (0: until stopped)
+  bool yes = false;                       // reboot: no question on a terminal
+  std::string listen = "127.0.0.1:8080";  // serve: HOST:PORT
+  std::string token_file;                 // serve: the API's bearer token
 };
 
 // Runs the command, prints its result or error, returns the exit code.

@@ -92,6 +92,15 @@ std::vector<Target> load_inventory(const std::string &path) {
   return out;
 }
 
+Json document_for(const Json &document, const Target &target, const Json &secrets) {
+  Json out = document;
+  if (!out.contains("settings") || !out["settings"].is_object())
+    return out;  // the library says what is wrong
+  out["settings"].update(target.settings);
+  out["settings"].update(secrets);
+  return out;
+}
+
 void parallel_for(std::size_t count, int jobs, const std::function<void(std::size_t)> &fn) {
   std::atomic<std::size_t> next{0};
   const auto worker = [&] {
@@ -126,6 +135,17 @@ void run_fleet(const std::vector<Target> &targets, int jobs, const DeviceWork &w
     const std::lock_guard<std::mutex> lock(done_mutex);
     done(i, outcome);
   });
+}
+
+void check_report(const Json &result, const Target &target) {
+  const Json &report = result.contains("report") ? result["report"] : result;
+  if (!report.value("ok", false)) throw report_failure(report, target.address);
+}
+
+DeviceOutcome run_one(const Target &target, const DeviceWork &work, const ResultCheck &check) {
+  DeviceOutcome out;
+  run_fleet({target}, 1, work, check, [&](std::size_t, const DeviceOutcome &o) { out = o; });
+  return out;
 }
 
 ProgressBar::ProgressBar(std::size_t total, std::string verb)

@@ -26,6 +26,10 @@ struct Target {
 // comment). ToolError(bad_value) naming the file and the problem.
 std::vector<Target> load_inventory(const std::string &path);
 
+// The document a device gets: the given one's settings, the device's own
+// from the inventory over them, and `secrets` over both.
+Json document_for(const Json &document, const Target &target, const Json &secrets);
+
 // How one device's work ended.
 struct DeviceOutcome {
   bool ok = false;
@@ -48,6 +52,12 @@ using ResultCheck = std::function<void(const Json &, const Target &)>;
 // once per device as it finishes, one call at a time.
 void run_fleet(const std::vector<Target> &targets, int jobs, const DeviceWork &work, const ResultCheck &check,
                const std::function<void(std::size_t, const DeviceOutcome &)> &done);
+
+// run_fleet on one target: how its work ended.
+// Throws report_failure() unless the report (or result["report"]) is ok.
+void check_report(const Json &result, const Target &target);
+
+DeviceOutcome run_one(const Target &target, const DeviceWork &work, const ResultCheck &check);
 
 // Devices done, failed and the rate on stderr, redrawn in place; only when
 // stderr is a terminal.

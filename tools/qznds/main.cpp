@@ -52,7 +52,18 @@ void add_commands(CLI::App &app, CommandLine &line) {
       ->add_flag("-y,--yes", line.yes, "Do not ask first (the tool asks only when stdin is a terminal)");
   auto *keep_alive = app.add_subcommand("keep-alive", "Send keep-alive messages");
   auto *monitor = app.add_subcommand("monitor", "Watch devices: up, down and drift from a document");
-  for (auto *sub : {keep_alive, monitor}) {
+  auto *serve =
+      app.add_subcommand("serve", "The fleet console: a page and a JSON API for the inventory's devices");
+  serve
+      ->add_option("--listen", line.listen,
+                   "HOST:PORT to serve on; another address than loopback needs the token")
+      ->capture_default_str();
+  serve
+      ->add_option(
+          "--token-file", line.token_file,
+          "The token every API call needs (default: generated and printed once when not on loopback)")
+      ->type_name("FILE");
+  for (auto *sub : {keep_alive, monitor, serve}) {
     sub->add_option("--interval", line.interval, "Seconds between rounds (0 to 3600)")
         ->check(CLI::Range(0.0, 3600.0))
         ->capture_default_str();

@@ -142,6 +142,12 @@ std::string detail(const std::string &command, const Json &r) {
   return r.dump();
 }
 
+void print_json(const Json &doc, int indent) {
+  std::cout << doc.dump(indent, ' ', false, Json::error_handler_t::replace) << '\n' << std::flush;
+}
+
+}  // namespace
+
 Json error_json(const ToolError &error) {
   Json out{
       {"kind", kind_name(error.kind())}, {"exit_code", exit_code(error.kind())}, {"message", error.what()}};
@@ -149,11 +155,15 @@ Json error_json(const ToolError &error) {
   return out;
 }
 
-void print_json(const Json &doc, int indent) {
-  std::cout << doc.dump(indent, ' ', false, Json::error_handler_t::replace) << '\n' << std::flush;
+Json outcome_json(const Target &target, const DeviceOutcome &o) {
+  Json line{{"device", target.address},
+            {"name", target.name},
+            {"ok", o.ok},
+            {"seconds", o.elapsed.count() / 1000.0}};
+  if (!o.result.is_null()) line["result"] = o.result;
+  if (o.error) line["error"] = error_json(*o.error);
+  return line;
 }
-
-}  // namespace
 
 void Output::success(const std::string &command, const Target &target, const Json &result) const {
   if (command == "export" && !result.contains("file")) {
@@ -206,13 +216,7 @@ void Output::failure(std::string_view command, const ToolError &error, const Jso
 }
 
 void Output::device_line(const std::string &, const Target &target, const DeviceOutcome &o) const {
-  Json line{{"device", target.address},
-            {"name", target.name},
-            {"ok", o.ok},
-            {"seconds", o.elapsed.count() / 1000.0}};
-  if (!o.result.is_null()) line["result"] = o.result;
-  if (o.error) line["error"] = error_json(*o.error);
-  print_json(line, -1);
+  print_json(outcome_json(target, o), -1);
 }
 
 void Output::fleet_summary(const std::string &command, const std::vector<Target> &targets,

@@ -37,6 +37,13 @@ class Output {
   bool json_;
 };
 
+// An error as in the JSON output: {"kind", "exit_code", "message",
+// "response_code"}.
+Json error_json(const ToolError &error);
+// One device's outcome as in a fleet's JSON lines: {"device", "name", "ok",
+// "seconds", "result", "error"}.
+Json outcome_json(const Target &target, const DeviceOutcome &outcome);
+
 // Text of --help after the options: every setting with its value form, then
 // the exit codes.
 std::string help_footer();

@@ -1,0 +1,75 @@
+"""The console's JSON API against a simulated fleet with one silent camera."""
+import pytest
+
+from conftest import SILENT
+
+
+def test_list_marks_the_silent_camera_down_and_the_others_reachable(console):
+    def settled():
+        _, body = console.call("GET", "/api/devices")
+        states = {d["name"]: d for d in body["devices"]}
+        return states if all(d["state"] != "unknown" for d in states.values()) else None
+
+    states = console.wait_for(settled, 20, "every camera to be checked")
+    assert states[SILENT]["state"] == "down" and states[SILENT]["kind"] == "timeout"
+    for name in ("cam-0001", "cam-0003"):
+        assert states[name]["state"] == "reachable"
+        assert states[name]["serial_number"].endswith(name[-4:])
+        assert isinstance(states[name]["framerate"], int)
+
+
+def test_settings_config_and_drift(console):
+    status, out = console.call("POST", "/api/devices/cam-0001/settings", {"settings": {"framerate": 12}})
+    assert status == 200 and out["ok"] and out["report"]["settings"][0]["status"] == "changed"
+    status, doc = console.call("GET", "/api/devices/cam-0001/config")
+    assert status == 200 and doc["settings"]["framerate"] == 12
+    assert "mqtt_passwd" not in doc["settings"]
+    assert console.call("PUT", "/api/document", {"settings": {"framerate": 13}})[0] == 200
+
+    def drift():
+        _, body = console.call("GET", "/api/devices")
+        first = body["devices"][0]
+        return first.get("drift") == 1 and first.get("drift_settings") == ["framerate"]
+
+    console.wait_for(drift, 25, "the drift of cam-0001")  # after the round under way
+
+
+def test_apply_job_reports_each_camera(console):
+    status, out = console.call("POST", "/api/apply", {"devices": ["cam-0001", SILENT, "cam-0003"],
+                                                      "document": {"settings": {"framerate": 24}}})
+    assert status == 202
+
+    def finished():
+        job = console.call("GET", "/api/jobs/%d" % out["job"])[1]
+        return job if job["finished"] else None
+
+    job = console.wait_for(finished, 20, "the job to end")
+    assert (job["total"], job["done"], job["failed"]) == (3, 3, 1)
+    by_name = {d["name"]: d for d in job["devices"]}
+    assert by_name[SILENT]["error"]["kind"] == "timeout"
+    assert by_name["cam-0003"]["result"]["report"]["settings"][0]["after"] == 24
+
+
+@pytest.mark.parametrize("method,path,body,raw,status,message", [
+    ("POST", "/api/devices/nobody/settings", {"settings": {"framerate": 1}}, None, 404, "no device named"),
+    ("POST", "/api/devices/cam-0001/settings", {"settings": {"framerate": 300}}, None, 400, "0..255"),
+    ("POST", "/api/devices/cam-0001/settings", {"settings": {"no_such": 1}}, None, 400, "unknown setting"),
+    ("POST", "/api/devices/cam-0001/settings", {"settings": {}}, None, 400, "names no setting"),
+    ("POST", "/api/devices/cam-0001/settings", None, b"{not json", 400, "not a JSON object"),
+    ("POST", "/api/devices/cam-0001/reboot", {"confirm": False}, None, 400, "confirm"),
+    ("POST", "/api/apply", {"devices": [], "document": {"settings": {"framerate": 1}}}, None, 400, "non-empty"),
+    ("POST", "/api/apply", {"devices": ["cam-0001"], "document": []}, None, 400, "not a JSON object"),
+    ("POST", "/api/apply", {"devices": ["cam-0001"], "document": {"settings": {"framerate": 1}},
+                            "dry_run": "yes"}, None, 400, "dry_run"),
+    ("PUT", "/api/document", None, b"{" + b" " * (9 << 20) + b"}", 413, "8 MiB"),
+    ("GET", "/api/jobs/999", None, None, 404, "no job"),
+    ("GET", "/api/nothing", None, None, 404, "no such path"),
+])
+def test_bad_requests_are_refused_with_a_message(console, method, path, body, raw, status, message):
+    got, out = console.call(method, path, body, raw)
+    assert got == status and message in out["error"]["message"]
+
+
+def test_changing_calls_need_json(console):
+    got, out = console.call("POST", "/api/refresh", raw=b"x", headers={"Content-Type": "text/plain"})
+    assert got == 415 and "application/json" in out["error"]["message"]
