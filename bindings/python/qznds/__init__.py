@@ -15,7 +15,7 @@ package, or from the system's library path.
 
 from . import records
 from ._library import LIBRARY_NAME, LibraryNotFoundError, library_version, load
-from .config import config_schema, settings_catalogue
+from .config import check_config, config_schema, settings_catalogue
 from .device import SYSTEM_TIME_SIZE, Device, system_time_block
 from .errors import (
     DeviceAnswerError,
@@ -44,6 +44,7 @@ __all__ = [
     "DeviceUnreachable",
     "ErrorKind",
     "LibraryNotFoundError",
+    "check_config",
     "config_schema",
     "library_version",
     "load",

@@ -152,6 +152,7 @@ EXT_PROTOTYPES: dict[str, tuple[Any, tuple[Any, ...]]] = {
     "get_setting": (c_bool, (_H, _TEXT, POINTER(c_void_p))),
     "export_config": (c_bool, (_H, c_uint, POINTER(c_void_p))),
     "apply_config": (c_bool, (_H, _TEXT, c_uint, POINTER(c_void_p))),
+    "check_config": (c_bool, (_TEXT, POINTER(c_void_p))),
     "free": (None, (c_void_p,)),
 }
 

@@ -21,7 +21,7 @@ import functools
 import json
 from typing import Any, Optional
 
-from ._library import load
+from ._library import load, take_text
 
 
 @functools.lru_cache(maxsize=None)
@@ -38,6 +38,16 @@ def settings_catalogue(library: Optional[ctypes.CDLL] = None) -> list[dict[str, 
 def config_schema(library: Optional[ctypes.CDLL] = None) -> dict[str, Any]:
     """The JSON Schema (draft 2020-12) of a configuration document."""
     return copy.deepcopy(_parsed(library if library is not None else load(), "qz_ndsx_config_schema"))
+
+
+def check_config(document: dict[str, Any], library: Optional[ctypes.CDLL] = None) -> dict[str, Any]:
+    """Checks a document as apply does before it sends anything, with no camera:
+    the report's "ok" says whether it can be applied, its "error" names every problem."""
+    lib = library if library is not None else load()
+    out = ctypes.c_void_p()
+    lib.qz_ndsx_check_config(json.dumps(document, allow_nan=False).encode("utf-8"), ctypes.byref(out))
+    text = take_text(lib, out)
+    return json.loads(text) if text is not None else {"ok": False, "error": {"message": "no report"}}
 
 
 @functools.lru_cache(maxsize=None)

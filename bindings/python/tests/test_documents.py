@@ -93,6 +93,8 @@ def test_a_bad_document_is_refused_whole_and_nothing_is_written(
     report = info.value.report
     assert report is not None and not report["ok"] and report["settings"] == []
     assert any(problem in line for line in report["error"]["problems"]), report
+    # The same verdict without a camera.
+    assert qznds.check_config(document)["error"]["problems"] == report["error"]["problems"]
 
 
 # A setting the device refuses stays in the report; a device that stops answering
