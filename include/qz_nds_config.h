@@ -137,7 +137,10 @@ QZ_NDS_API bool qz_ndsx_apply_config(qz_nds_handle handle, const char *document_
  */
 QZ_NDS_API bool qz_ndsx_check_config(const char *document_json, char **report_json);
 
-/** @brief Releases a text returned by the functions above; null is ignored. */
+/**
+ * @brief Releases a text returned by the functions above.
+ * @param text The text, or null (ignored).
+ */
 QZ_NDS_API void qz_ndsx_free(char *text);
 
 /** @} */
