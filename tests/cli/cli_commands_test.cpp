@@ -114,6 +114,18 @@ TEST(CliSimulate, CameraFleetWritesItsInventoryAndAStateFilePerCamera) {
     for (const char *name : {"cam-0001", "cam-0003"})
       EXPECT_EQ(applied[name]["result"]["report"]["counts"]["changed"], changed) << name;
   }
+  // monitor: one line per device for its first state; drift names the setting.
+  const std::string wanted = write_temp_file("fleet_wanted.json", R"({"settings": {"framerate": 25}})");
+  const RunResult watched =
+      run_qznds({"--inventory", inventory, "--json", "monitor", "--count", "1", "--against", wanted});
+  EXPECT_EQ(watched.exit_code, 4) << watched.err;
+  std::map<std::string, json> states;
+  std::istringstream watch_lines(watched.out);
+  for (std::string line; std::getline(watch_lines, line);)
+    states[json::parse(line)["name"]] = json::parse(line);
+  EXPECT_EQ(states["cam-0001"]["state"], "drift");
+  EXPECT_EQ(states["cam-0001"]["settings"], json::array({"framerate"}));
+  EXPECT_EQ(states["cam-0002"]["state"], "down");
 
   sim.signal(SIGTERM);
   const RunResult end = sim.finish();
