@@ -149,7 +149,7 @@ INSTANTIATE_TEST_SUITE_P(Forms, CliBadValue, ::testing::Values(
     BadValue{{"system-time", "2026-02-30T00:00:00"}, "YYYY-MM-DDTHH:MM:SS"},
     BadValue{{"osd-item-3", "on", "1", "70000", "0"}, "value1"},
     BadValue{{"gb28181", "on", "a", "5060", "b", "c"}, "\"text4\" is missing"},
-    BadValue{{"account-info", "/nonexistent/account.bin"}, "cannot read"}));
+    BadValue{{"account-info", "/nonexistent/account.bin"}, "cannot be read"}));
 // clang-format on
 
 TEST(CliUsage, MistakesOnTheCommandLineAreUsageErrors) {

@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "errors.h"
+#include "files.h"
 #include "qz_nds_config.h"
 
 namespace qznds {
@@ -61,22 +62,6 @@ Json scalar(const std::string &type, const std::string &word, const std::string 
   return word;
 }
 
-std::string read_file(const std::string &path, const std::string &label) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file)
-    throw ToolError(ErrorKind::bad_value, "bad value for " + label + ": cannot read the file " + path);
-  std::string bytes;
-  char chunk[4096];
-  while (file.read(chunk, sizeof chunk) || file.gcount() > 0) {
-    bytes.append(chunk, static_cast<std::size_t>(file.gcount()));
-    if (bytes.size() > kFileMax) {
-      throw ToolError(ErrorKind::bad_value, "bad value for " + label + ": " + path + " is larger than " +
-                                                std::to_string(kFileMax) + " bytes");
-    }
-  }
-  return bytes;
-}
-
 std::string hex(const std::string &bytes) {
   static constexpr char kDigits[] = "0123456789abcdef";
   std::string out;
@@ -113,7 +98,7 @@ const CatalogueEntry *find_entry(std::string_view name) {
 Json value_from_words(const CatalogueEntry &e, const Args &words) {
   if (e.type == "bytes") {
     expect_count(e, words, 1, 1);
-    return Json{{"hex", hex(read_file(words[0], e.name))}};
+    return Json{{"hex", hex(read_user_file(words[0], kFileMax, "bad value for " + e.name + ": the file"))}};
   }
   if (e.type != "object") {
     expect_count(e, words, 1, 1);

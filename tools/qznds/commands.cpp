@@ -13,12 +13,12 @@
 #ifdef _WIN32
 #include <io.h>
 #else
-#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
 #include "device.h"
 #include "errors.h"
+#include "files.h"
 #include "fleet.h"
 #include "output.h"
 #include "sdk_log.h"
@@ -58,15 +58,7 @@ void confirm_reboot(const CommandLine &line, const std::vector<Target> &targets)
 }
 
 Json read_json_file(const std::string &path, const std::string &what) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw ToolError(ErrorKind::bad_value, what + " " + path + " cannot be read");
-  std::string text;
-  char chunk[65536];
-  while (file.read(chunk, sizeof chunk) || file.gcount() > 0) {
-    text.append(chunk, static_cast<std::size_t>(file.gcount()));
-    if (text.size() > kDocumentFileMax)
-      throw ToolError(ErrorKind::bad_value, what + " " + path + " is larger than 8 MiB");
-  }
+  const std::string text = read_user_file(path, kDocumentFileMax, what);
   Json doc = Json::parse(text, nullptr, false);
   if (doc.is_discarded() || !doc.is_object())
     throw ToolError(ErrorKind::bad_value, what + " " + path + " is not a JSON object");
@@ -77,9 +69,12 @@ Json read_json_file(const std::string &path, const std::string &what) {
 void write_file(const std::string &path, const std::string &text, bool secret) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   if (!file) throw ToolError(ErrorKind::failed, "cannot write " + path);
-#ifndef _WIN32
-  if (secret) chmod(path.c_str(), S_IRUSR | S_IWUSR);
-#endif
+  if (secret) {
+    std::error_code ec;  // best effort: a file system without modes keeps its own
+    std::filesystem::permissions(path,
+                                 std::filesystem::perms::owner_read | std::filesystem::perms::owner_write,
+                                 std::filesystem::perm_options::replace, ec);
+  }
   file << text << '\n';
   if (!file.flush()) throw ToolError(ErrorKind::failed, "cannot write " + path);
 }

@@ -9,6 +9,8 @@
 #include <sstream>
 #include <thread>
 
+#include "files.h"
+
 #ifdef _WIN32
 #include <io.h>
 #else
@@ -77,14 +79,7 @@ bool stderr_is_terminal() {
 }  // namespace
 
 std::vector<Target> load_inventory(const std::string &path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) bad_inventory(path, "cannot be read");
-  std::string text;
-  char chunk[65536];
-  while (file.read(chunk, sizeof chunk) || file.gcount() > 0) {
-    text.append(chunk, static_cast<std::size_t>(file.gcount()));
-    if (text.size() > kInventoryMax) bad_inventory(path, "larger than 16 MiB");
-  }
+  const std::string text = read_user_file(path, kInventoryMax, "inventory");
   const auto first = text.find_first_not_of(" \t\r\n");
   const bool json = first != std::string::npos && (text[first] == '{' || text[first] == '[');
   std::vector<Target> out = json ? json_inventory(path, text) : line_inventory(text);

@@ -8,10 +8,13 @@
 #include <iterator>
 
 #include "errors.h"
+#include "files.h"
 
 namespace qznds {
 
 namespace {
+
+constexpr std::size_t kSecretsFileMax = std::size_t{1} << 20;
 
 std::string variable_of(const std::string &name) {
   std::string out = "QZNDS_" + name;
@@ -38,9 +41,7 @@ Json load_secrets(const std::string &source) {
   if (source == "-") {
     text.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
   } else {
-    std::ifstream file(source, std::ios::binary);
-    if (!file) throw ToolError(ErrorKind::bad_value, "secrets: cannot read " + source);
-    text.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    text = read_user_file(source, kSecretsFileMax, "secrets file");
   }
   const Json doc = Json::parse(text, nullptr, false);
   const std::string where = source == "-" ? "stdin" : source;
