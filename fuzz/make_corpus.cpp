@@ -4,6 +4,8 @@
 //   qz_make_corpus OUT_DIR   ->  OUT_DIR/session, OUT_DIR/splitter, OUT_DIR/sim_request
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <iterator>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -268,15 +270,31 @@ bool write_corpus(const fs::path &dir, const std::vector<std::pair<std::string, 
 
 }  // namespace
 
+// Documents: a whole one, parts, and near misses.
+std::vector<std::pair<std::string, Bytes>> document_inputs() {
+  const char *texts[] = {
+      R"({"version": 1, "settings": {"framerate": 30, "hdmi": true, "mqtt_ip": "10.0.0.2"}})",
+      R"({"settings": {"ip_info": {"flag": 1, "text1": "a", "text2": "b", "text3": "c", "text4": "d", "text5": "e"}}})",
+      R"({"settings": {"gb28181": {"enable": false}, "osd_item_3": {"display": true, "attribute": 1, "value1": 2, "value2": 3}}})",
+      R"({"settings": {"account_info": {"hex": "00ff"}, "system_time": "2026-01-02T03:04:05", "visual_sn": {"support": true, "same_ip": true}}})",
+      R"({"settings": {"channel_name": {"name": {"hex": "ff"}, "display": 1, "attribute": 0, "value1": 0, "value2": 0}}})",
+      R"([[[[{"settings": 1}]]]])",
+  };
+  std::vector<std::pair<std::string, Bytes>> out;
+  for (std::size_t i = 0; i < std::size(texts); ++i)
+    out.emplace_back("document-" + std::to_string(i), Bytes(texts[i], texts[i] + std::strlen(texts[i])));
+  return out;
+}
+
 int main(int argc, char **argv) {
   if (argc != 2) {
     std::fprintf(stderr, "usage: %s OUT_DIR\n", argv[0]);
     return 2;
   }
   const fs::path out = argv[1];
-  const bool ok = write_corpus(out / "session", session_inputs()) &&
-                  write_corpus(out / "splitter", splitter_inputs()) &&
-                  write_corpus(out / "sim_request", sim_inputs());
+  const bool ok =
+      write_corpus(out / "session", session_inputs()) && write_corpus(out / "splitter", splitter_inputs()) &&
+      write_corpus(out / "sim_request", sim_inputs()) && write_corpus(out / "document", document_inputs());
   if (!ok) std::fprintf(stderr, "cannot write the corpus under %s\n", out.string().c_str());
   return ok ? 0 : 1;
 }

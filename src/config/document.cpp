@@ -199,7 +199,7 @@ Json parse_document(std::string_view text) {
                   "the document is nested more than " + std::to_string(kDepthMax) + " deep");
   try {
     return Json::parse(text);
-  } catch (const Json::parse_error &e) {
+  } catch (const Json::exception &e) {  // a syntax error, or a number out of range
     throw Failure(QZ_NDSX_BAD_ARGUMENT, std::string("the document is not JSON: ") + e.what());
   }
 }
