@@ -4,11 +4,14 @@ from __future__ import annotations
 
 import json
 import secrets
+import subprocess
+import tempfile
+from pathlib import Path
 from typing import Any, Optional
 
 import pytest
 import qznds
-from conftest import SimFactory, Simulator
+from conftest import BUILD_DIR, SimFactory, Simulator
 
 
 def test_export_follows_the_schema_and_holds_secrets_only_when_asked(start_sim: SimFactory) -> None:
@@ -26,7 +29,18 @@ def test_export_follows_the_schema_and_holds_secrets_only_when_asked(start_sim: 
         plain, full = dev.export_config(), dev.export_config(secrets=True)
         read_one_by_one = {name: dev.get_setting(name) for name in readable}
 
-    for document in plain, full:
+    # The tool's exports too: one camera to stdout, several to a folder (with a
+    # name and address each).
+    cams = [start_sim(), start_sim()]
+    tool = str(BUILD_DIR / "bin" / "qznds")
+    one = json.loads(subprocess.run([tool, "--device", cams[0].address, "export"], check=True,
+                                    capture_output=True, text=True).stdout)
+    with tempfile.TemporaryDirectory() as folder:
+        inventory = Path(folder) / "cameras.txt"
+        inventory.write_text("".join(f"{c.address} cam-{i}\n" for i, c in enumerate(cams)))
+        subprocess.run([tool, "--inventory", str(inventory), "export", "-o", folder], check=True, capture_output=True)
+        several = [json.loads((Path(folder) / f"cam-{i}.json").read_text()) for i in range(len(cams))]
+    for document in [plain, full, one, *several]:
         validator.validate(document)
     assert not validator.is_valid({"settings": {"frame_rate": 30}})
     assert secret_names and set(plain["settings"]) == readable - secret_names and passwd not in json.dumps(plain)
