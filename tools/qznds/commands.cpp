@@ -10,12 +10,6 @@
 #include <optional>
 #include <thread>
 
-#ifdef _WIN32
-#include <io.h>
-#else
-#include <unistd.h>
-#endif
-
 #include "device.h"
 #include "errors.h"
 #include "files.h"
@@ -35,18 +29,10 @@ namespace {
 constexpr std::chrono::milliseconds kRebootWait{3000};
 constexpr std::size_t kDocumentFileMax = std::size_t{8} << 20;
 
-bool stdin_is_terminal() {
-#ifdef _WIN32
-  return _isatty(_fileno(stdin)) != 0;
-#else
-  return isatty(STDIN_FILENO) != 0;
-#endif
-}
-
 // A reboot typed at a terminal is asked about first; scripts (stdin not a
 // terminal) and --yes go ahead.
 void confirm_reboot(const CommandLine &line, const std::vector<Target> &targets) {
-  if (line.yes || !stdin_is_terminal()) return;
+  if (line.yes || !is_terminal(stdin)) return;
   const std::string what = line.simulate         ? "the simulated device"
                            : targets.size() == 1 ? targets.front().address
                                                  : std::to_string(targets.size()) + " devices";

@@ -2,6 +2,12 @@
 
 #include <fstream>
 
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
 #include "errors.h"
 
 namespace qznds {
@@ -19,6 +25,14 @@ std::string read_user_file(const std::string &path, std::size_t max, const std::
     }
   }
   return bytes;
+}
+
+bool is_terminal(std::FILE *stream) {
+#ifdef _WIN32
+  return _isatty(_fileno(stream)) != 0;
+#else
+  return isatty(fileno(stream)) != 0;
+#endif
 }
 
 }  // namespace qznds

@@ -11,12 +11,6 @@
 
 #include "files.h"
 
-#ifdef _WIN32
-#include <io.h>
-#else
-#include <unistd.h>
-#endif
-
 namespace qznds {
 
 namespace {
@@ -66,14 +60,6 @@ std::vector<Target> line_inventory(const std::string &text) {
     out.push_back(Target{address, name});
   }
   return out;
-}
-
-bool stderr_is_terminal() {
-#ifdef _WIN32
-  return _isatty(_fileno(stderr)) != 0;
-#else
-  return isatty(STDERR_FILENO) != 0;
-#endif
 }
 
 }  // namespace
@@ -144,7 +130,7 @@ DeviceOutcome run_one(const Target &target, const DeviceWork &work, const Result
 }
 
 ProgressBar::ProgressBar(std::size_t total, std::string verb)
-    : shown_(stderr_is_terminal()),
+    : shown_(is_terminal(stderr)),
       total_(total),
       verb_(std::move(verb)),
       start_(std::chrono::steady_clock::now()) {
