@@ -357,8 +357,10 @@ Setting gb28181() {
   s.prepare = [s](const Json &v) {
     members(v, s, {"enable"});
     if (!member_bool(v, s, "enable")) {
-      // A disabled platform: its parameters are left out of the comparison.
-      members(v, s, {});
+      // A disabled platform: parameters given are checked, then left out of
+      // the write and the comparison.
+      for (const char *text : {"text1", "text2", "text3", "text4"}) member_text(v, s, text);
+      member_integer(v, s, "port");
       return Prepared{Json{{"enable", false}}, Json{{"enable", false}}, [](Session &d) {
                         d.call("set gb28181", [](qz_nds_handle h) {
                           return qz_nds_28181_set_para(h, 0, "", 0, "", "", "");
