@@ -121,6 +121,29 @@ bool member_bool(const Json &v, const Setting &s, std::string_view name) {
 
 // ---- Settings of one value ------------------------------------------------------
 
+// Reads one value through a getter's out-parameter and shows it as `shown`
+// makes it.
+template <class T, class Shown>
+std::function<Json(Session &)> reader(std::string name, bool (*get)(qz_nds_handle, T *), Shown shown) {
+  return [name = std::move(name), get, shown](Session &d) {
+    T value{};
+    d.call(what("get", name), [&](qz_nds_handle h) { return get(h, &value); });
+    return Json(shown(value));
+  };
+}
+
+// A checked value `shown` as documents show it, written as `arg` through `set`.
+template <class Arg, class Set>
+Prepared write_of(const std::string &name, Json shown, Arg arg, Set set) {
+  return Prepared{shown, shown, [=](Session &d) {
+                    d.call(what("set", name), [&](qz_nds_handle h) { return set(h, arg); });
+                  }};
+}
+
+bool nonzero(uint8_t value) {
+  return value != 0;
+}
+
 // A feature with enable and disable exports and a 0/1 getter.
 Setting toggle(std::string name, std::string_view family, std::string help, Toggle on, Toggle off, GetByte is,
                bool cached) {
@@ -129,11 +152,7 @@ Setting toggle(std::string name, std::string_view family, std::string help, Togg
             .help = std::move(help),
             .form = boolean(),
             .cached = cached};
-  s.get = [name = s.name, is](Session &d) {
-    uint8_t value = 0;
-    d.call(what("get", name), [&](qz_nds_handle h) { return is(h, &value); });
-    return Json(value != 0);
-  };
+  s.get = reader(s.name, is, nonzero);
   s.prepare = [name = s.name, on, off](const Json &v) {
     const bool enable = bool_value(v, name);
     return Prepared{enable, enable, [=](Session &d) { d.call(what("set", name), enable ? on : off); }};
@@ -145,16 +164,10 @@ Setting toggle(std::string name, std::string_view family, std::string help, Togg
 Setting flag(std::string name, std::string_view family, std::string help, SetByte set, GetByte get) {
   Setting s{
       .name = std::move(name), .family = std::string(family), .help = std::move(help), .form = boolean()};
-  s.get = [name = s.name, get](Session &d) {
-    uint8_t value = 0;
-    d.call(what("get", name), [&](qz_nds_handle h) { return get(h, &value); });
-    return Json(value != 0);
-  };
+  s.get = reader(s.name, get, nonzero);
   s.prepare = [name = s.name, set](const Json &v) {
     const bool enable = bool_value(v, name);
-    return Prepared{enable, enable, [=](Session &d) {
-                      d.call(what("set", name), [&](qz_nds_handle h) { return set(h, enable ? 1 : 0); });
-                    }};
+    return write_of(name, enable, static_cast<uint8_t>(enable ? 1 : 0), set);
   };
   return s;
 }
@@ -168,16 +181,10 @@ Setting byte(std::string name, std::string_view family, std::string help, SetByt
             .form = integer(0, kU8Max),
             .device_accepts = std::move(accepts),
             .cached = cached};
-  s.get = [name = s.name, get](Session &d) {
-    uint8_t value = 0;
-    d.call(what("get", name), [&](qz_nds_handle h) { return get(h, &value); });
-    return Json(value);
-  };
+  s.get = reader(s.name, get, [](uint8_t value) { return value; });
   s.prepare = [name = s.name, set](const Json &v) {
     const auto value = static_cast<uint8_t>(integer_value(v, 0, kU8Max, name));
-    return Prepared{value, value, [=](Session &d) {
-                      d.call(what("set", name), [&](qz_nds_handle h) { return set(h, value); });
-                    }};
+    return write_of(name, value, value, set);
   };
   return s;
 }
@@ -192,16 +199,10 @@ Setting signed_byte(std::string name, std::string_view family, std::string help,
             .form = integer(-128, 127),
             .device_accepts = std::move(accepts),
             .cached = true};
-  s.get = [name = s.name, get](Session &d) {
-    uint32_t bits = 0;
-    d.call(what("get", name), [&](qz_nds_handle h) { return get(h, &bits); });
-    return Json(static_cast<int32_t>(bits));
-  };
+  s.get = reader(s.name, get, [](uint32_t bits) { return static_cast<int32_t>(bits); });
   s.prepare = [name = s.name, set](const Json &v) {
     const auto value = static_cast<int32_t>(integer_value(v, -128, 127, name));
-    return Prepared{value, value, [=](Session &d) {
-                      d.call(what("set", name), [&](qz_nds_handle h) { return set(h, value); });
-                    }};
+    return write_of(name, value, value, set);
   };
   return s;
 }
@@ -318,16 +319,10 @@ Setting mqtt_port() {
             .family = std::string(kMqtt),
             .help = "MQTT broker port",
             .form = integer(1, kU16Max)};
-  s.get = [](Session &d) {
-    uint32_t port = 0;
-    d.call("get mqtt_port", [&](qz_nds_handle h) { return qz_nds_get_mqtt_port(h, &port); });
-    return Json(port);
-  };
+  s.get = reader(s.name, qz_nds_get_mqtt_port, [](uint32_t port) { return port; });
   s.prepare = [](const Json &v) {
     const auto port = static_cast<uint32_t>(integer_value(v, 1, kU16Max, "mqtt_port"));
-    return Prepared{port, port, [=](Session &d) {
-                      d.call("set mqtt_port", [&](qz_nds_handle h) { return qz_nds_set_mqtt_port(h, port); });
-                    }};
+    return write_of("mqtt_port", port, port, qz_nds_set_mqtt_port);
   };
   return s;
 }

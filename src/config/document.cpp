@@ -204,24 +204,38 @@ Json parse_document(std::string_view text) {
   }
 }
 
-Json check_document_report(const Json &document) {
-  Json report{{"ok", true}, {"dry_run", true}, {"counts", Json::object()}, {"settings", Json::array()}};
+namespace {
+
+// The steps of a document, or (in `report`) why it was refused: nothing
+// then to apply.
+std::vector<Step> checked_steps(const Json &document, Json &report) {
   try {
-    check_document(document);
+    return check_document(document);
   } catch (const DocumentRefused &f) {
     report["ok"] = false;
     report["error"] = failure_json(f);
     report["error"]["problems"] = f.problems();
+    return {};
   }
+}
+
+Json empty_report(bool dry_run) {
+  return Json{{"ok", true}, {"dry_run", dry_run}, {"counts", Json::object()}, {"settings", Json::array()}};
+}
+
+}  // namespace
+
+Json check_document_report(const Json &document) {
+  Json report = empty_report(true);
+  checked_steps(document, report);
   return report;
 }
 
 Json apply_document(qz_nds_handle handle, const Json &document, ApplyOptions options) {
-  Json report = check_document_report(document);
-  report["dry_run"] = options.dry_run;
+  Json report = empty_report(options.dry_run);
+  std::vector<Step> steps = checked_steps(document, report);
   if (!report["ok"].get<bool>()) return report;
   report["ok"] = false;
-  std::vector<Step> steps = check_document(document);
   Session session(handle);
   std::optional<Failure> ended;
   const auto finish_rest = [&] {
