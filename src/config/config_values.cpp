@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
-#include <chrono>
 #include <cstdio>
-#include <ctime>
 
 #include "qz_nds_ext.h"
 
@@ -22,21 +20,6 @@ int hex_digit(char c) {
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
   if (c >= 'A' && c <= 'F') return c - 'A' + 10;
   return -1;
-}
-
-wire::CivilTime local_now() {
-  using namespace std::chrono;
-  const auto now = system_clock::now();
-  const std::time_t seconds = system_clock::to_time_t(now);
-  std::tm tm{};
-#ifdef _WIN32
-  localtime_s(&tm, &seconds);
-#else
-  localtime_r(&seconds, &tm);
-#endif
-  const auto ms = duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000;
-  return wire::CivilTime{tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday,          tm.tm_hour,
-                         tm.tm_min,         tm.tm_sec,     static_cast<int>(ms)};
 }
 
 // "YYYY-MM-DDTHH:MM:SS" (a space instead of the T is accepted too).
@@ -140,7 +123,7 @@ wire::SystemTimeBlock system_time_value(const Json &value, std::string_view labe
   if (!value.is_string()) bad_value(label, value, kForm);
   const std::string text = value.get<std::string>();
   if (lower(text) == "now") {
-    const wire::CivilTime now = local_now();
+    const wire::CivilTime now = wire::local_now();
     shown_time = wire::format_time(now, false);
     return wire::encode_system_time(now);
   }

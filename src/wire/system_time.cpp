@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <iterator>
 
 namespace qz::wire {
@@ -60,6 +61,21 @@ std::string format_time(const CivilTime &t, bool with_milliseconds) {
 std::string system_time_text(const SystemTimeBlock &block) {
   const auto time = decode_system_time(block);
   return time ? format_time(*time, true) : "";
+}
+
+CivilTime local_now() {
+  using namespace std::chrono;
+  const auto now = system_clock::now();
+  const std::time_t seconds = system_clock::to_time_t(now);
+  std::tm tm{};
+#ifdef _WIN32
+  localtime_s(&tm, &seconds);
+#else
+  localtime_r(&seconds, &tm);
+#endif
+  const auto ms = duration_cast<milliseconds>(now.time_since_epoch()).count() % 1000;
+  return CivilTime{tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday,          tm.tm_hour,
+                   tm.tm_min,         tm.tm_sec,     static_cast<int>(ms)};
 }
 
 }  // namespace qz::wire

@@ -34,6 +34,9 @@ SystemTimeBlock encode_system_time(const CivilTime &time);
 // (a field out of range, a wrong weekday, non-zero trailing bytes).
 std::optional<CivilTime> decode_system_time(const SystemTimeBlock &block);
 
+// The local clock's time now.
+CivilTime local_now();
+
 // "YYYY-MM-DDTHH:MM:SS", with ".mmm" when `with_milliseconds`.
 std::string format_time(const CivilTime &time, bool with_milliseconds);
 

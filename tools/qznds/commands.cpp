@@ -291,11 +291,7 @@ int monitor(const CommandLine &line, const std::vector<Target> &targets) {
         d.call("keep-alive", qz_nds_keep_alive);
         state["framerate"] = d.get("framerate");
         if (document) {
-          const Json report = d.apply(document_for(*document, targets[i], Json::object()), QZ_NDSX_DRY_RUN);
-          Json drift = Json::array();
-          for (const Json &s : report["settings"]) {
-            if (s["status"] != "unchanged") drift.push_back(s["setting"]);
-          }
+          const Json drift = drift_from(d, *document, targets[i]);
           if (!drift.empty()) state = Json{{"state", "drift"}, {"settings", drift}};
         }
       } catch (const ToolError &error) {

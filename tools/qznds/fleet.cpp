@@ -118,6 +118,15 @@ void run_fleet(const std::vector<Target> &targets, int jobs, const DeviceWork &w
   });
 }
 
+Json drift_from(Device &device, const Json &document, const Target &target) {
+  const Json report = device.apply(document_for(document, target, Json::object()), QZ_NDSX_DRY_RUN);
+  Json drift = Json::array();
+  for (const Json &s : report.value("settings", Json::array())) {
+    if (s.value("status", "") != "unchanged") drift.push_back(s["setting"]);
+  }
+  return drift;
+}
+
 void check_report(const Json &result, const Target &target) {
   const Json &report = result.contains("report") ? result["report"] : result;
   if (!report.value("ok", false)) throw report_failure(report, target.address);

@@ -53,10 +53,14 @@ using ResultCheck = std::function<void(const Json &, const Target &)>;
 void run_fleet(const std::vector<Target> &targets, int jobs, const DeviceWork &work, const ResultCheck &check,
                const std::function<void(std::size_t, const DeviceOutcome &)> &done);
 
-// run_fleet on one target: how its work ended.
+// The settings of `document` (with the target's own) that the device does
+// not hold, by a dry run: an array of names, empty when there is no drift.
+Json drift_from(Device &device, const Json &document, const Target &target);
+
 // Throws report_failure() unless the report (or result["report"]) is ok.
 void check_report(const Json &result, const Target &target);
 
+// run_fleet on one target: how its work ended.
 DeviceOutcome run_one(const Target &target, const DeviceWork &work, const ResultCheck &check);
 
 // Devices done, failed and the rate on stderr, redrawn in place; only when

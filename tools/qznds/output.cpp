@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <ctime>
 #include <iostream>
+
+#include "system_time.h"
 
 namespace qznds {
 
@@ -259,15 +260,7 @@ void Output::fleet_summary(const std::string &command, const std::vector<Target>
 }
 
 void Output::monitor_line(const Target &target, const Json &state) const {
-  char stamp[32];
-  const std::time_t now = std::time(nullptr);
-  std::tm tm{};
-#ifdef _WIN32
-  localtime_s(&tm, &now);
-#else
-  localtime_r(&now, &tm);
-#endif
-  std::strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%S", &tm);
+  const std::string stamp = qz::wire::format_time(qz::wire::local_now(), false);
   if (json_) {
     Json line{{"time", stamp}, {"device", target.address}, {"name", target.name}};
     line.update(state);

@@ -237,11 +237,7 @@ class Console {
         if (settings.contains(key)) state["settings"][std::string(key)] = settings[std::string(key)];
       }
       if (document) {
-        const Json report = d.apply(document_for(*document, t, Json::object()), QZ_NDSX_DRY_RUN);
-        Json drift = Json::array();
-        for (const Json &s : report.value("settings", Json::array())) {
-          if (s.value("status", "") != "unchanged") drift.push_back(s["setting"]);
-        }
+        const Json drift = drift_from(d, *document, t);
         state["drift"] = drift.size();
         state["drift_settings"] = drift;
       }
