@@ -1,5 +1,6 @@
 """The fleet console under test: qznds-sim with three cameras (the second
 one silent) and qznds serve on a free loopback port, shared by the tests."""
+import contextlib
 import json
 import os
 import pathlib
@@ -41,31 +42,48 @@ class Console:
         pytest.fail("timed out waiting for " + what)
 
 
+def stop(process):
+    process.terminate()  # serve ends once a read under way does (up to 10 s)
+    try:
+        process.wait(timeout=15)
+    except subprocess.TimeoutExpired:
+        process.kill()
+        pytest.fail("%s did not end on SIGTERM" % process.args[0])
+
+
+@contextlib.contextmanager
+def serving(inventory, *options):
+    """A Console on `qznds serve` over the inventory, on a free loopback port."""
+    server = subprocess.Popen([str(BUILD / "bin/qznds"), "serve", "--inventory", str(inventory),
+                               "--listen", "127.0.0.1:0", "--interval", "2", *options],
+                              stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+    try:
+        line = server.stderr.readline()
+        assert "console on http://" in line, line
+        yield Console(line.split("console on ")[1].strip().rstrip("/"))
+    finally:
+        stop(server)
+
+
 @pytest.fixture(scope="session")
-def console():
+def fleet():
+    """The inventory of the simulated fleet."""
     with tempfile.TemporaryDirectory() as tmp:
         inventory = pathlib.Path(tmp) / "inventory.json"
         sim = subprocess.Popen([str(BUILD / "bin/qznds-sim"), "--cameras", "3", "--listen", "127.0.0.1:0",
                                 "--camera-fault", "2:silent", "--quiet", "--inventory-out", str(inventory)],
                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        server = None
         try:
             deadline = time.monotonic() + 10
             while not inventory.exists() or not inventory.read_text().strip().endswith("}"):
                 assert time.monotonic() < deadline, "qznds-sim wrote no inventory"
                 time.sleep(0.05)
-            server = subprocess.Popen([str(BUILD / "bin/qznds"), "serve", "--inventory", str(inventory),
-                                       "--listen", "127.0.0.1:0", "--interval", "2"],
-                                      stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
-            line = server.stderr.readline()
-            assert "console on http://" in line, line
-            yield Console(line.split("console on ")[1].strip().rstrip("/"))
+            yield inventory
         finally:
-            for process in (server, sim):
-                if process is not None:
-                    process.terminate()  # serve ends once a read under way does (up to 10 s)
-                    try:
-                        process.wait(timeout=15)
-                    except subprocess.TimeoutExpired:
-                        process.kill()
-                        pytest.fail("%s did not end on SIGTERM" % process.args[0])
+            stop(sim)
+
+
+@pytest.fixture(scope="session")
+def console(fleet):
+    with serving(fleet) as console:
+        yield console

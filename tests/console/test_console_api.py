@@ -1,7 +1,7 @@
 """The console's JSON API against a simulated fleet with one silent camera."""
 import pytest
 
-from conftest import SILENT
+from conftest import SILENT, serving
 
 
 def test_list_marks_the_silent_camera_down_and_the_others_reachable(console):
@@ -73,3 +73,12 @@ def test_bad_requests_are_refused_with_a_message(console, method, path, body, ra
 def test_changing_calls_need_json(console):
     got, out = console.call("POST", "/api/refresh", raw=b"x", headers={"Content-Type": "text/plain"})
     assert got == 415 and "application/json" in out["error"]["message"]
+
+
+def test_a_token_guards_every_call(fleet, tmp_path):
+    token = "t0ken-" + "x" * 16
+    (tmp_path / "token").write_text(token + "\n")
+    with serving(fleet, "--token-file", str(tmp_path / "token")) as guarded:
+        for headers, status in (({}, 401), ({"Authorization": "Bearer wrong-" + token}, 401),
+                                ({"Authorization": "Bearer " + token}, 200)):
+            assert guarded.call("GET", "/api/catalogue", headers=headers)[0] == status
