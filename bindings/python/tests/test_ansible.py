@@ -33,8 +33,11 @@ def test_the_playbook_applies_once_checks_without_writing_and_shows_the_diff(
     wanted = {"framerate": old["framerate"] % 60 + 1, "hdmi": not old["hdmi"]}
     passwd = "pw-" + secrets.token_hex(4)
     (tmp_path / "doc.json").write_text(json.dumps({"version": 1, "settings": wanted}))
-    hosts = {f"cam{i}": {"qznds_address": sim.address} for i, sim in enumerate(sims)}
-    (tmp_path / "inventory.json").write_text(json.dumps({"cameras": {"hosts": hosts}}))
+    # The tool's own inventory, through the inventory script; cam1 keeps its HDMI as it is.
+    devices = [{"address": sim.address, "name": f"cam{i}"} for i, sim in enumerate(sims)]
+    devices[1]["settings"] = {"hdmi": old["hdmi"]}
+    hosts = [device["name"] for device in devices]
+    (tmp_path / "fleet.json").write_text(json.dumps({"devices": devices}))
     (tmp_path / "vars.json").write_text(json.dumps({
         "config_file": str(tmp_path / "doc.json"),
         "qznds_secrets": {"mqtt_passwd": passwd},
@@ -44,11 +47,13 @@ def test_the_playbook_applies_once_checks_without_writing_and_shows_the_diff(
     env = dict(os.environ, ANSIBLE_CONFIG=str(tmp_path / "ansible.cfg"), ANSIBLE_HOME=str(tmp_path / "home"),
                ANSIBLE_LOCAL_TEMP=str(tmp_path / "tmp"), ANSIBLE_REMOTE_TEMP=str(tmp_path / "tmp"),
                ANSIBLE_LIBRARY=str(ANSIBLE_DIR / "library"), ANSIBLE_NOCOLOR="1",
-               PYTHONPATH=str(BINDING_DIR))  # QZNDS_LIBRARY: set by conftest
+               PYTHONPATH=str(BINDING_DIR),  # QZNDS_LIBRARY: set by conftest
+               QZNDS_INVENTORY=str(tmp_path / "fleet.json"))
 
     def play(*flags: str) -> tuple[str, dict[str, tuple[int, int]]]:
-        run = subprocess.run([playbook, "-i", str(tmp_path / "inventory.json"), "-e", f"@{tmp_path / 'vars.json'}",
-                              str(ANSIBLE_DIR / "examples" / "apply.yml"), *flags],
+        run = subprocess.run([playbook, "-i", str(ANSIBLE_DIR / "inventory" / "qznds_inventory.py"),
+                              "-e", f"@{tmp_path / 'vars.json'}", str(ANSIBLE_DIR / "examples" / "apply.yml"),
+                              *flags],
                              capture_output=True, text=True, env=env, cwd=tmp_path, timeout=60)
         assert passwd not in run.stdout + run.stderr
         recap = {host: (int(changed), int(failed)) for host, changed, failed in RECAP.findall(run.stdout)}
@@ -75,7 +80,8 @@ def test_the_playbook_applies_once_checks_without_writing_and_shows_the_diff(
     assert "settings not applied: set framerate: the device refused" in first and '"refused": 1' in first
     after = settings()
     assert [(s["framerate"], s["hdmi"], s["mqtt_passwd"]) for s in after] == [
-        (wanted["framerate"], wanted["hdmi"], passwd)] * 2 + [(old["framerate"], wanted["hdmi"], passwd)]
+        (wanted["framerate"], wanted["hdmi"], passwd), (wanted["framerate"], old["hdmi"], passwd),
+        (old["framerate"], wanted["hdmi"], passwd)]
 
     _, second_recap = play()
     assert second_recap == {"cam0": (0, 0), "cam1": (0, 0), "cam2": (0, 1)}

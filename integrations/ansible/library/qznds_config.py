@@ -29,6 +29,10 @@ options:
   src:
     description: Path of a JSON document on the host the module runs on. One of I(document) and I(src).
     type: path
+  settings:
+    description: This camera's own settings (such as its IP settings) laid over the document's; the
+      qznds inventory script gives them as C(qznds_settings).
+    type: dict
   secrets:
     description: Settings merged over the document's settings (passwords, account info); never logged.
     type: dict
@@ -84,7 +88,7 @@ def import_binding(module: AnsibleModule) -> Any:
 
 
 def wanted_document(module: AnsibleModule) -> dict[str, Any]:
-    """The document to apply, the secrets merged into its settings."""
+    """The document to apply, the camera's own settings and the secrets merged into its settings."""
     src = module.params["src"]
     if src:
         try:
@@ -96,12 +100,13 @@ def wanted_document(module: AnsibleModule) -> dict[str, Any]:
             module.fail_json(msg=f"the document {src} is not a JSON object")
     else:
         document = dict(module.params["document"])
-    secrets = module.params["secrets"]
-    if secrets:
+    own = module.params["settings"] or {}
+    secrets = module.params["secrets"] or {}
+    if own or secrets:
         settings = document.get("settings", {})
         if not isinstance(settings, dict):
             module.fail_json(msg='the document\'s "settings" is not a mapping')
-        document["settings"] = {**settings, **secrets}
+        document["settings"] = {**settings, **own, **secrets}
     return document
 
 
@@ -127,6 +132,7 @@ def main() -> None:
             "address": {"type": "str", "required": True},
             "document": {"type": "dict"},
             "src": {"type": "path"},
+            "settings": {"type": "dict"},
             "secrets": {"type": "dict", "no_log": True},
             "binding_path": {"type": "path"},
             "library": {"type": "path"},
