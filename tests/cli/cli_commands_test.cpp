@@ -106,6 +106,17 @@ TEST(CliSimulate, CameraFleetWritesItsInventoryAndAStateFilePerCamera) {
   const std::vector<std::string> serials = {info["cam-0001"]["result"]["device"]["serial_number"],
                                             info["cam-0003"]["result"]["device"]["serial_number"]};
   EXPECT_NE(serials[0], serials[1]);
+  // --limit picks devices by name or address; -o then names the one device's file.
+  const std::string one = dir + "-one.json";
+  const RunResult limited =
+      run_qznds({"--inventory", inventory, "--limit", "cam-000?", "--limit", "!cam-0002", "--limit",
+                 "!" + devices[0]["address"].get<std::string>(), "export", "-o", one});
+  EXPECT_EQ(limited.exit_code, 0) << limited.out << limited.err;
+  EXPECT_EQ(json::parse(std::ifstream(one))["device"]["name"], "cam-0003");
+  std::filesystem::remove(one);
+  const RunResult none = run_qznds({"--inventory", inventory, "--limit", "gate-*", "info"});
+  EXPECT_NE(none.err.find("--limit gate-*: no device of the inventory is left"), std::string::npos)
+      << none.err;
   // apply changes what differs; the same document again changes nothing.
   const std::string doc =
       write_temp_file("fleet_doc.json", R"({"settings": {"framerate": 30, "mqtt_port": 1999}})");

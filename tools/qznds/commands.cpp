@@ -153,21 +153,24 @@ Plan plan_for(const CommandLine &line, const std::vector<Target> &targets, bool 
     if (line.with_secrets && line.output.empty())
       throw ToolError(ErrorKind::usage,
                       "--with-secrets writes only to a file: add -o FILE (secrets are never echoed)");
-    if (fleet && !line.output.empty()) {
+    // -o names a file for one device, a folder (one file a device) for
+    // several, or when it is a folder or ends in '/'.
+    const bool to_folder = !line.output.empty() && (targets.size() > 1 || line.output.ends_with('/') ||
+                                                    std::filesystem::is_directory(line.output));
+    if (to_folder) {
       std::error_code ec;
       std::filesystem::create_directories(line.output, ec);
       if (!std::filesystem::is_directory(line.output))
-        throw ToolError(
-            ErrorKind::bad_value,
-            "-o " + line.output + ": with several devices this is a folder, and it cannot be made");
+        throw ToolError(ErrorKind::bad_value,
+                        "-o " + line.output + ": the folder for the devices' files cannot be made");
     }
-    return {[&line, fleet](Device &d, const Target &t) {
+    return {[&line, fleet, to_folder](Device &d, const Target &t) {
       Json doc = d.export_config(line.with_secrets);
       doc["device"]["address"] = t.address;
       if (fleet) doc["device"]["name"] = t.name;
       if (line.output.empty()) return doc;
       const std::string path =
-          fleet ? (std::filesystem::path(line.output) / file_name_for(t)).string() : line.output;
+          to_folder ? (std::filesystem::path(line.output) / file_name_for(t)).string() : line.output;
       write_file(path, doc.dump(2), line.with_secrets);
       return Json{{"file", path}, {"settings", doc["settings"].size()}};
     }};
@@ -203,7 +206,7 @@ Plan plan_for(const CommandLine &line, const std::vector<Target> &targets, bool 
 
 std::vector<Target> targets_of(const CommandLine &line) {
   std::vector<Target> targets;
-  if (!line.inventory.empty()) targets = load_inventory(line.inventory);
+  if (!line.inventory.empty()) targets = limit_targets(load_inventory(line.inventory), line.limits);
   for (const auto &address : line.devices) targets.push_back(Target{address, address});
   return targets;
 }
@@ -327,7 +330,8 @@ int run(const CommandLine &line) {
         throw ToolError(ErrorKind::usage, "serve works on an inventory: give --inventory FILE (only)");
 #ifdef QZNDS_CONSOLE
       SdkLog log(line.verbose);
-      return serve(ServeOptions{line.inventory, line.listen, line.token_file, line.interval, line.jobs});
+      return serve(
+          ServeOptions{line.inventory, line.limits, line.listen, line.token_file, line.interval, line.jobs});
 #else
       throw ToolError(ErrorKind::usage, "this qznds was built without the console (serve)");
 #endif

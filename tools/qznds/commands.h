@@ -13,6 +13,7 @@ struct CommandLine {
   std::string command;  // info, get, set, export, apply, reboot, keep-alive, monitor, serve, settings, schema
   std::vector<std::string> devices;
   std::string inventory;
+  std::vector<std::string> limits;  // --limit: patterns choosing devices of the inventory
   int jobs = 32;
   bool simulate = false;
   std::string sim_state;

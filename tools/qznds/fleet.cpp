@@ -7,6 +7,7 @@
 #include <iostream>
 #include <mutex>
 #include <sstream>
+#include <string_view>
 #include <thread>
 
 #include "files.h"
@@ -62,7 +63,53 @@ std::vector<Target> line_inventory(const std::string &text) {
   return out;
 }
 
+bool glob_match(std::string_view pattern, std::string_view text) {
+  std::size_t p = 0, t = 0, star = std::string_view::npos, resume = 0;
+  while (t < text.size()) {
+    if (p < pattern.size() && (pattern[p] == '?' || pattern[p] == text[t])) {
+      ++p;
+      ++t;
+    } else if (p < pattern.size() && pattern[p] == '*') {
+      star = p++;
+      resume = t;
+    } else if (star != std::string_view::npos) {
+      p = star + 1;
+      t = ++resume;
+    } else {
+      return false;
+    }
+  }
+  while (p < pattern.size() && pattern[p] == '*') ++p;
+  return p == pattern.size();
+}
+
 }  // namespace
+
+std::vector<Target> limit_targets(std::vector<Target> targets, const std::vector<std::string> &patterns) {
+  if (patterns.empty()) return targets;
+  const auto matches = [](const Target &t, std::string_view pattern) {
+    return glob_match(pattern, t.name) || glob_match(pattern, t.address);
+  };
+  const bool any_plain =
+      std::any_of(patterns.begin(), patterns.end(), [](const std::string &p) { return !p.starts_with('!'); });
+  std::erase_if(targets, [&](const Target &t) {
+    bool kept = !any_plain;
+    for (const std::string &p : patterns) {
+      if (p.starts_with('!')) {
+        if (matches(t, std::string_view(p).substr(1))) return true;
+      } else if (matches(t, p)) {
+        kept = true;
+      }
+    }
+    return !kept;
+  });
+  if (targets.empty()) {
+    std::string list;
+    for (const std::string &p : patterns) list += (list.empty() ? "" : " ") + p;
+    throw ToolError(ErrorKind::bad_value, "--limit " + list + ": no device of the inventory is left");
+  }
+  return targets;
+}
 
 std::vector<Target> load_inventory(const std::string &path) {
   const std::string text = read_user_file(path, kInventoryMax, "inventory");

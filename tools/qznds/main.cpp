@@ -115,6 +115,11 @@ int main(int argc, char **argv) {
   auto *inventory =
       app.add_option("--inventory", line.inventory, "A file listing the devices (JSON or lines)")
           ->type_name("FILE");
+  app.add_option("--limit", line.limits,
+                 "Only the inventory's devices whose name or address matches (* and ?; !PATTERN leaves "
+                 "them out); repeatable")
+      ->type_name("PATTERN")
+      ->needs(inventory);
   app.add_option("--jobs", line.jobs, "Devices worked on at once (1 to 1024)")
       ->check(CLI::Range(1, 1024))
       ->capture_default_str();

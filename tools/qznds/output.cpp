@@ -254,8 +254,8 @@ void Output::fleet_summary(const std::string &command, const std::vector<Target>
               << "  " << (o.ok ? "ok    " : "FAILED") << "  " << cell << '\n';
   }
   char line[128];
-  std::snprintf(line, sizeof line, "%zu devices: %zu ok, %zu failed in %.2f s", targets.size(), ok,
-                targets.size() - ok, seconds);
+  std::snprintf(line, sizeof line, "%zu device%s: %zu ok, %zu failed in %.2f s", targets.size(),
+                targets.size() == 1 ? "" : "s", ok, targets.size() - ok, seconds);
   std::cout << line << '\n';
 }
 

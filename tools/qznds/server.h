@@ -3,11 +3,13 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace qznds {
 
 struct ServeOptions {
   std::string inventory;
+  std::vector<std::string> limits;        // --limit patterns
   std::string listen = "127.0.0.1:8080";  // HOST:PORT; port 0 picks a free one
   std::string token_file;                 // the API's bearer token; generated when empty and needed
   double interval = 10.0;                 // seconds between refreshes of the device list
