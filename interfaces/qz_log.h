@@ -49,8 +49,8 @@ QZ_LOG_API bool qz_log_init(const char *path, int keep, int size);
  * @param function The function name shown with the line.
  * @param format A printf format for the text, followed by its arguments.
  */
-QZ_LOG_API void qz_log_print(int level, const char *module, const char *file, int line,
-                             const char *function, const char *format, ...)
+QZ_LOG_API void qz_log_print(int level, const char *module, const char *file, int line, const char *function,
+                             const char *format, ...)
 #if defined(__GNUC__) || defined(__clang__)
     __attribute__((format(printf, 6, 7)))
 #endif

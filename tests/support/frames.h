@@ -13,8 +13,8 @@ using Bytes = std::vector<uint8_t>;
 
 // The device's answer to `request`: same main, sub and seq, package type 1.
 inline Bytes response_to(const wire::FrameView &request, const Bytes &payload = {}, uint8_t code = 0) {
-  return wire::make_frame(wire::kPackageResponse, request.header.main, request.header.sub, code, request.header.seq,
-                          payload);
+  return wire::make_frame(wire::kPackageResponse, request.header.main, request.header.sub, code,
+                          request.header.seq, payload);
 }
 
 // A length-prefixed text as the device sends it.

@@ -14,9 +14,13 @@ void sink(void *user, int level, const char *, const char *, int, const char *fu
 
 }  // namespace
 
-LogCapture::LogCapture() { qz_log_set_sink(&sink, this); }
+LogCapture::LogCapture() {
+  qz_log_set_sink(&sink, this);
+}
 
-LogCapture::~LogCapture() { qz_log_set_sink(nullptr, nullptr); }
+LogCapture::~LogCapture() {
+  qz_log_set_sink(nullptr, nullptr);
+}
 
 void LogCapture::add(LogLine line) {
   std::lock_guard lock(mutex_);

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "commands.h"
-#include "machine_record_layout.h"
 #include "device_limits.h"
+#include "machine_record_layout.h"
 #include "system_time.h"
 
 namespace qz::sim {
@@ -22,8 +22,8 @@ namespace qz::sim {
 using namespace wire::limits;
 using wire::CivilTime;
 using wire::kSystemTimeSize;
-using wire::SystemTimeBlock;
 using wire::system_time_text;
+using wire::SystemTimeBlock;
 inline constexpr std::size_t kOsdItemCount = wire::osd::kItemCount;
 
 // One on-screen display item; value1 and value2 are positions or sizes whose
