@@ -1,7 +1,5 @@
 #include "fake_net.h"
 
-#include <gtest/gtest.h>
-
 #include <condition_variable>
 #include <deque>
 #include <thread>
@@ -23,7 +21,14 @@ namespace {
 // receive thread.
 class AsyncDeliverer {
  public:
-  ~AsyncDeliverer() { stop(); }
+  ~AsyncDeliverer() {
+    {
+      std::lock_guard lock(mutex_);
+      stopping_ = true;
+      cv_.notify_one();
+    }
+    if (thread_.joinable()) thread_.join();
+  }
   void post(std::function<void()> job) {
     std::lock_guard lock(mutex_);
     if (!thread_.joinable()) thread_ = std::thread([this] { run(); });
@@ -34,17 +39,6 @@ class AsyncDeliverer {
   void drain() {
     std::unique_lock lock(mutex_);
     idle_.wait(lock, [this] { return jobs_.empty() && !busy_; });
-  }
-  void stop() {
-    {
-      std::lock_guard lock(mutex_);
-      stopping_ = true;
-      cv_.notify_one();
-    }
-    if (thread_.joinable()) thread_.join();
-    std::lock_guard lock(mutex_);
-    stopping_ = false;
-    jobs_.clear();
   }
 
  private:
@@ -90,7 +84,7 @@ FakeNet &FakeNet::instance() {
 }
 
 void FakeNet::reset() {
-  drain_async();
+  deliverer().drain();
   std::lock_guard lock(mutex_);
   responder_ = nullptr;
   sent_.clear();
@@ -135,21 +129,18 @@ std::size_t FakeNet::connect_calls() const {
   return connect_calls_;
 }
 
+FakeNet::Client *FakeNet::current() const {
+  std::lock_guard lock(mutex_);
+  return current_;
+}
+
 bool FakeNet::deliver(const Bytes &bytes) {
-  Client *client;
-  {
-    std::lock_guard lock(mutex_);
-    client = current_;
-  }
+  Client *client = current();
   return client != nullptr && call(client, QZ_NET_EVENT_DATA, &bytes);
 }
 
 bool FakeNet::deliver_event(uint32_t type) {
-  Client *client;
-  {
-    std::lock_guard lock(mutex_);
-    client = current_;
-  }
+  Client *client = current();
   if (client == nullptr) return false;
   if (type == QZ_NET_EVENT_DISCONNECTED) client->connected = false;
   return call(client, type, nullptr);
@@ -192,27 +183,16 @@ bool FakeNet::send(Client *client, const uint8_t *data, uint32_t length) {
 }
 
 void FakeNet::disconnect(Client *client) {
-  drain_async();
+  deliverer().drain();
   std::lock_guard lock(mutex_);
   client->connected = false;
 }
 
 void FakeNet::release(Client *client) {
-  drain_async();
+  deliverer().drain();
   std::lock_guard lock(mutex_);
   if (current_ == client) current_ = nullptr;
   delete client;
-}
-
-void FakeNet::drain_async() {
-  deliverer().drain();
-}
-
-wire::FrameView view_request(const Bytes &frame) {
-  wire::FrameView view;
-  EXPECT_EQ(wire::check_frame(frame.data(), frame.size(), wire::kPackageRequest, view),
-            wire::FrameError::none);
-  return view;
 }
 
 }  // namespace qz::test

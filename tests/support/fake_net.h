@@ -47,7 +47,7 @@ class FakeNet {
 
  private:
   FakeNet() = default;
-  void drain_async();
+  Client *current() const;
 
   mutable std::mutex mutex_;
   Responder responder_;
@@ -59,8 +59,5 @@ class FakeNet {
   std::size_t connect_calls_ = 0;
   Client *current_ = nullptr;
 };
-
-// Decodes a frame the session sent (package type 0); fails the test if invalid.
-wire::FrameView view_request(const Bytes &frame);
 
 }  // namespace qz::test

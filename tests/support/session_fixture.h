@@ -73,19 +73,19 @@ class SessionTest : public ::testing::Test {
       return std::vector<Bytes>{response_to(request, payload, code)};
     });
   }
-  // Answers nothing: the command runs into its timeout.
-  void answer_none() {
-    net.set_responder([](const wire::FrameView &) { return std::vector<Bytes>{}; });
-  }
-  // The last frame the session sent, decoded.
+  // The last frame the session sent, and that frame decoded as (main, sub,
+  // payload); the frame must be a whole request.
   Bytes last_sent() const {
     auto frames = net.sent();
     return frames.empty() ? Bytes{} : frames.back();
   }
-  Bytes last_payload() const {
-    Bytes frame = last_sent();
-    if (frame.size() < wire::kFrameOverhead) return {};
-    return Bytes(frame.begin() + wire::kHeaderSize, frame.end() - wire::kEndFlagSize);
+  using Request = std::tuple<int, int, Bytes>;
+  Request last_request() const {
+    const Bytes frame = last_sent();
+    wire::FrameView v;
+    EXPECT_EQ(wire::check_frame(frame.data(), frame.size(), wire::kPackageRequest, v),
+              wire::FrameError::none);
+    return {v.header.main, v.header.sub, Bytes(v.payload, v.payload + v.payload_size)};
   }
 
   qz_nds_handle handle = nullptr;

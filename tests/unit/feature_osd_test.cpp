@@ -11,23 +11,7 @@ namespace {
 
 using nds::kLogError;
 using nds::kLogNotice;
-
-struct Item {
-  uint8_t display = 0, attribute = 0;
-  uint16_t value1 = 0, value2 = 0;
-  bool operator==(const Item &) const = default;
-};
-
-class OsdTest : public SessionTest {
- protected:
-  Item item(int32_t id) {
-    Item out{0xEE, 0xEE, 0xEEEE, 0xEEEE};
-    EXPECT_TRUE(qz_nds_get_osd_setting(handle, id, &out.display, &out.attribute, &out.value1, &out.value2));
-    return out;
-  }
-  uint8_t sent_main() { return last_sent()[wire::kOffMain]; }
-  uint8_t sent_sub() { return last_sent()[wire::kOffSub]; }
-};
+using OsdTest = SessionTest;
 
 // Display travels as 0 or 1 but is remembered as passed.
 TEST_F(OsdTest, EachItemIdGoesToItsSubCommand) {
@@ -38,14 +22,11 @@ TEST_F(OsdTest, EachItemIdGoesToItsSubCommand) {
     SCOPED_TRACE(id);
     const auto n = static_cast<uint8_t>(id);
     const uint8_t display = id % 3 == 0 ? 9 : static_cast<uint8_t>(id % 2);
-    const Item set{display, n, static_cast<uint16_t>(0x0100 + id), static_cast<uint16_t>(0xA000 + id)};
-    ASSERT_TRUE(qz_nds_set_osd_setting(handle, id, set.display, set.attribute, set.value1, set.value2));
-    EXPECT_EQ(sent_main(), 168);
-    EXPECT_EQ(sent_sub(), sub);
-    EXPECT_EQ(last_payload(), (Bytes{static_cast<uint8_t>(display != 0), n, 0x01, n, 0xA0, n}));
-    EXPECT_EQ(item(id), set);
+    ASSERT_TRUE(qz_nds_set_osd_setting(handle, id, display, n, 0x0100 + id, 0xA000 + id));
+    EXPECT_EQ(last_request(), Request(168, sub, {display != 0, n, 0x01, n, 0xA0, n}));
+    EXPECT_EQ(osd_item(id), Osd(display, n, 0x0100 + id, 0xA000 + id));
   }
-  EXPECT_EQ(item(8), Item{}) << "the channel-name item is not touched";
+  EXPECT_EQ(osd_item(8), Osd(0, 0, 0, 0)) << "the channel-name item is not touched";
 }
 
 TEST_F(OsdTest, UnsupportedIdsAreRefusedWithoutSending) {
@@ -70,16 +51,16 @@ TEST_F(OsdTest, RefusedSetKeepsTheItemAndTheName) {
   ASSERT_TRUE(qz_nds_osd_set_channel_name(handle, 3, "old", 1, 1, 1, 1));
   answer_all({}, 1);
   EXPECT_FALSE(qz_nds_set_osd_setting(handle, 3, 0, 9, 9, 9));
-  EXPECT_EQ(item(3), (Item{1, 2, 3, 4}));
+  EXPECT_EQ(osd_item(3), Osd(1, 2, 3, 4));
   EXPECT_TRUE(log.contains(kLogError, "qz_nds_set_osd_setting", "set osd = 3 config failed"));
   EXPECT_FALSE(qz_nds_osd_set_channel_name(handle, 3, "new", 0, 0, 0, 0));
   EXPECT_TRUE(log.contains(kLogError, "qz_nds_osd_set_channel_name", "set channel name failed"));
   EXPECT_EQ(channel_name(), "old");
-  EXPECT_EQ(item(8), (Item{1, 1, 1, 1}));
+  EXPECT_EQ(osd_item(8), Osd(1, 1, 1, 1));
   // Restore sends an empty request; a refusal has no line of its own.
   log.clear();
   EXPECT_FALSE(qz_nds_osd_restore_config(handle));
-  EXPECT_EQ(last_sent(), wire::make_frame(wire::kPackageRequest, 168, 140, wire::kRequestMarker, 5, {}));
+  EXPECT_EQ(last_request(), Request(168, 140, {}));
   for (const LogLine &line : log.lines()) EXPECT_NE(line.function, "qz_nds_osd_restore_config");
 }
 
@@ -108,27 +89,25 @@ TEST_F(OsdTest, ChannelNameSendsItsCountAndRemembersTheWholeName) {
     SCOPED_TRACE(c.kept.substr(0, 8));
     log.clear();
     ASSERT_TRUE(qz_nds_osd_set_channel_name(handle, c.length, c.name, 7, 2, 0x0102, 0x0304));
-    EXPECT_EQ(sent_main(), 168);
-    EXPECT_EQ(sent_sub(), 138);
     // Sized up front: GCC 12 at -O2 misreads a growing insert as out of bounds.
     const uint8_t head[] = {1, 2, 0x01, 0x02, 0x03, 0x04};
     Bytes expected(sizeof head + c.sent.size());
     std::copy(std::begin(head), std::end(head), expected.begin());
     std::copy(c.sent.begin(), c.sent.end(), expected.begin() + sizeof head);
-    EXPECT_EQ(last_payload(), expected);
+    EXPECT_EQ(last_request(), Request(168, 138, expected));
     EXPECT_TRUE(c.notice ? log.contains(kLogNotice, "qz_nds_osd_set_channel_name", c.notice)
                          : log.lines().empty());
 
     char name[300];
     std::memset(name, 0x55, sizeof name);
-    Item got;
-    ASSERT_TRUE(
-        qz_nds_osd_get_channel_info(handle, name, &got.display, &got.attribute, &got.value1, &got.value2));
+    uint8_t display = 0, attribute = 0;
+    uint16_t value1 = 0, value2 = 0;
+    ASSERT_TRUE(qz_nds_osd_get_channel_info(handle, name, &display, &attribute, &value1, &value2));
     const std::size_t shown = std::min<std::size_t>(c.kept.size(), 256);
     EXPECT_EQ(std::string(name, shown), c.kept.substr(0, shown));
     EXPECT_EQ(name[shown], 0x55) << "no terminator is added";
-    EXPECT_EQ(got, (Item{7, 2, 0x0102, 0x0304}));
-    EXPECT_EQ(item(8), got) << "item 8 is the channel-name item";
+    EXPECT_EQ(Osd(display, attribute, value1, value2), Osd(7, 2, 0x0102, 0x0304));
+    EXPECT_EQ(osd_item(8), Osd(7, 2, 0x0102, 0x0304)) << "item 8 is the channel-name item";
   }
 }
 

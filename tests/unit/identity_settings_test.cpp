@@ -32,8 +32,7 @@ TEST_F(AccountTest, LengthContract) {
     data.fill(0xEE);
     uint32_t len = c.capacity;
     EXPECT_EQ(qz_nds_get_account_info(handle, data.data(), &len), c.ok);
-    EXPECT_EQ(view_request(last_sent()).header.sub, 129);
-    EXPECT_TRUE(last_payload().empty());
+    EXPECT_EQ(last_request(), Request(48, 129, {}));
     EXPECT_EQ(len, c.info_size);
     const std::size_t written = c.ok ? c.info_size : 0;
     EXPECT_EQ(std::string(data.begin(), data.begin() + written), info.substr(0, written));
@@ -51,16 +50,14 @@ TEST_F(AccountTest, WriteSendsTheBytesUnchanged) {
   const Bytes info = {0x00, 0x01, 0xFF, 0x7F, 0x00};
   answer_all();
   EXPECT_FALSE(qz_nds_set_account_info(handle, info.data(), static_cast<uint32_t>(info.size())));
-  EXPECT_EQ(view_request(last_sent()).header.main, 48);
-  EXPECT_EQ(view_request(last_sent()).header.sub, 128);
-  EXPECT_EQ(last_payload(), info);
+  EXPECT_EQ(last_request(), Request(48, 128, info));
   net.set_responder([](const wire::FrameView &request) {  // the read's answer, sub 129
     return std::vector<Bytes>{
         wire::make_frame(wire::kPackageResponse, 48, 129, 0, request.header.seq, lp_text("echo"))};
   });
   EXPECT_TRUE(qz_nds_set_account_info(handle, info.data(), static_cast<uint32_t>(info.size())));
   EXPECT_TRUE(qz_nds_set_account_info(handle, nullptr, 0));  // an empty write is a valid command
-  EXPECT_TRUE(last_payload().empty());
+  EXPECT_EQ(last_request(), Request(48, 128, {}));
 }
 
 // A refusal, or a count that runs past the payload (refused before any
@@ -94,7 +91,6 @@ TEST_F(AccountTest, RefusedShortOrHostileAnswersChangeNothing) {
 }
 
 using Texts = std::array<std::string, 5>;
-using TextBuffers = std::array<std::array<char, 16>, 5>;
 
 // A 76-byte block: flag, then five 15-byte slots.
 Bytes ip_block(uint8_t flag, const Texts &texts) {
@@ -107,10 +103,6 @@ Bytes ip_block(uint8_t flag, const Texts &texts) {
 
 class IpSettingsTest : public SessionTest {
  protected:
-  bool get_ip(uint8_t &flag, TextBuffers &buffers) {
-    return qz_nds_get_ip_info(handle, &flag, buffers[0].data(), buffers[1].data(), buffers[2].data(),
-                              buffers[3].data(), buffers[4].data());
-  }
   // What the session holds: with the query refused, the getter hands it out.
   IpInfo cached() {
     answer_all({}, 1);
@@ -122,24 +114,24 @@ class IpSettingsTest : public SessionTest {
 TEST_F(IpSettingsTest, SetSendsTheSlotsOnlyWithAFlagAndCachesTheFlagAsPassed) {
   answer_all();
   ASSERT_TRUE(qz_nds_set_ip_info(handle, 0, "10.0.0.2", "255.0.0.0", "10.0.0.1", "1.1.1.1", "9.9.9.9"));
-  EXPECT_EQ(view_request(last_sent()).header.main, 169);
-  EXPECT_EQ(view_request(last_sent()).header.sub, 138);
-  EXPECT_EQ(last_payload(), Bytes(76, 0));
+  EXPECT_EQ(last_request(), Request(169, 138, Bytes(76, 0)));
   EXPECT_EQ(cached(), (IpInfo{0, {"10.0.0.2", "255.0.0.0", "10.0.0.1", "1.1.1.1", "9.9.9.9"}}));
 
   const std::string long_text = "0123456789abcdefghij";  // 20 bytes
   const std::string exact = "123.123.123.123";           // 15 bytes
   answer_all();
   ASSERT_TRUE(qz_nds_set_ip_info(handle, 2, "10.0.0.2", nullptr, long_text.c_str(), exact.c_str(), ""));
-  EXPECT_EQ(last_payload(), ip_block(1, {"10.0.0.2", "", long_text.substr(0, 15), exact, ""}));
+  EXPECT_EQ(last_request(),
+            Request(169, 138, ip_block(1, {"10.0.0.2", "", long_text.substr(0, 15), exact, ""})));
   // The null text leaves its member alone.
   const IpInfo kept{2, {"10.0.0.2", "255.0.0.0", long_text.substr(0, 15), exact, ""}};
   EXPECT_EQ(cached(), kept);
 
-  TextBuffers out;
+  std::array<std::array<char, 16>, 5> out;
   for (auto &b : out) b.fill('\xEE');
   uint8_t flag = 0;
-  ASSERT_TRUE(get_ip(flag, out));
+  ASSERT_TRUE(qz_nds_get_ip_info(handle, &flag, out[0].data(), out[1].data(), out[2].data(), out[3].data(),
+                                 out[4].data()));
   EXPECT_EQ(flag, 2);
   EXPECT_EQ(std::string(out[2].data(), 15), long_text.substr(0, 15));
   EXPECT_EQ(out[2][15], '\xEE');  // no terminator written
@@ -161,8 +153,7 @@ TEST_F(IpSettingsTest, QueryAnswerIsParsedAndHandedOut) {
     answer_all(ip_block(answered, sent));
     const IpInfo answer{answered == 1 ? 1 : 0, sent};
     EXPECT_EQ(ip_info(), answer);
-    EXPECT_EQ(view_request(last_sent()).header.sub, 139);
-    EXPECT_TRUE(last_payload().empty());
+    EXPECT_EQ(last_request(), Request(169, 139, {}));
     EXPECT_EQ(cached(), answer);
   }
 }
@@ -197,8 +188,7 @@ TEST_F(PassiveWirelessTest, RequestsCarryTheKeyAndWritesAreConfirmedByAReadAnswe
   answer_all(status_answer(1, 2, 3));
   uint32_t a = 0, b = 0, c = 0;
   ASSERT_TRUE(qz_nds_get_passive_wireless_power_status(handle, &a, &b, &c));
-  EXPECT_EQ(view_request(last_sent()).header.sub, 131);
-  EXPECT_EQ(last_payload(), Bytes(4, 0));
+  EXPECT_EQ(last_request(), Request(49, 131, Bytes(4, 0)));
   EXPECT_EQ(c, 3u);
 
   MachineRecord record;
@@ -209,16 +199,14 @@ TEST_F(PassiveWirelessTest, RequestsCarryTheKeyAndWritesAreConfirmedByAReadAnswe
   answer_all();
   const uint32_t s1 = 0x01020304, s2 = 0xA0B0C0D0, s3 = 7;
   EXPECT_FALSE(qz_nds_set_passive_wireless_power_status(handle, &s1, &s2, &s3));
-  EXPECT_EQ(view_request(last_sent()).header.sub, 130);
   Bytes expected = lp_text(serial);
   wire::Writer(expected).u32(s1).u32(s2).u32(s3);
-  EXPECT_EQ(last_payload(), expected);
+  EXPECT_EQ(last_request(), Request(49, 130, expected));
 
   EXPECT_FALSE(qz_nds_set_passive_wireless_domain(handle, "abc", 7));
-  EXPECT_EQ(view_request(last_sent()).header.sub, 132);
   expected = lp_text(serial);
   wire::Writer(expected).lp_text("abc").u32(7);
-  EXPECT_EQ(last_payload(), expected);
+  EXPECT_EQ(last_request(), Request(49, 132, expected));
 
   net.set_responder([](const wire::FrameView &request) {
     return std::vector<Bytes>{
@@ -245,7 +233,7 @@ TEST_F(PassiveWirelessTest, DomainReadFitsThe128ByteBuffer) {
     buffer.fill('\xEE');
     uint32_t value = 1;
     EXPECT_EQ(qz_nds_get_passive_wireless_domain(handle, buffer.data(), &value), ok);
-    EXPECT_EQ(view_request(last_sent()).header.sub, 133);
+    EXPECT_EQ(last_request(), Request(49, 133, lp_text("")));
     if (ok) {
       Bytes expected(128, 0);
       std::memcpy(expected.data(), domain.data(), domain.size());
