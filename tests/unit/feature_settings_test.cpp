@@ -25,29 +25,25 @@ struct SwitchCase {
   const char *disable_failed;
 };
 
-#define QZ_SWITCH(enable, disable) #enable, enable, #disable, disable
+// A switch whose exports are named after it, under main 169.
+#define QZ_SWITCH(name)                                                                         \
+  "qz_nds_enable_" #name, qz_nds_enable_##name, "qz_nds_disable_" #name, qz_nds_disable_##name, \
+      qz_nds_is_enabled_##name, 169
+// clang-format off
 const SwitchCase kSwitches[] = {
-    {QZ_SWITCH(qz_nds_enable_hdmi, qz_nds_disable_hdmi), qz_nds_is_enabled_hdmi, 169, 128,
-     "enable hdmi failed", "disable hdmi failed"},
-    {QZ_SWITCH(qz_nds_enable_onvif, qz_nds_disable_onvif), qz_nds_is_enabled_onvif, 169, 129,
-     "enable onvif failed", "disable onvif failed"},
-    {QZ_SWITCH(qz_nds_enable_len_pos, qz_nds_disable_len_pos), qz_nds_is_enabled_len_pos, 169, 130,
-     "enable len position failed", "disable len position failed"},
-    {QZ_SWITCH(qz_nds_enable_detect_sun, qz_nds_disable_detect_sun), qz_nds_is_enabled_detect_sun, 169, 131,
-     "enable detect sun failed", "disable detect sun failed"},
-    {QZ_SWITCH(qz_nds_enable_rotate180, qz_nds_disable_rotate180), qz_nds_is_enabled_rotate180, 169, 132,
-     "enable rotate180 failed", "disable rotate180 failed"},
-    {QZ_SWITCH(qz_nds_enable_radar, qz_nds_disable_radar), qz_nds_is_enabled_radar, 169, 144,
-     "enable radar failed", "disable radar failed"},
-    {QZ_SWITCH(qz_nds_enable_auto_change_meas, qz_nds_disable_auto_change_meas),
-     qz_nds_is_enabled_auto_change_meas, 169, 145, "enable auto change meas failed",
-     "disable auto change meas failed"},
-    {QZ_SWITCH(qz_nds_enable_auto_focus, qz_nds_disable_auto_focus), qz_nds_is_enabled_auto_focus, 169, 146,
-     "enable auto focus failed", "disable auto focus failed"},
-    {QZ_SWITCH(qz_nds_display_center_rectangle, qz_nds_hide_center_rectangle),
-     qz_nds_is_display_center_rectangle, 168, 139, "display center rectangle failed",
-     "display center rectangle failed"},
+    {QZ_SWITCH(hdmi), 128, "enable hdmi failed", "disable hdmi failed"},
+    {QZ_SWITCH(onvif), 129, "enable onvif failed", "disable onvif failed"},
+    {QZ_SWITCH(len_pos), 130, "enable len position failed", "disable len position failed"},
+    {QZ_SWITCH(detect_sun), 131, "enable detect sun failed", "disable detect sun failed"},
+    {QZ_SWITCH(rotate180), 132, "enable rotate180 failed", "disable rotate180 failed"},
+    {QZ_SWITCH(radar), 144, "enable radar failed", "disable radar failed"},
+    {QZ_SWITCH(auto_change_meas), 145, "enable auto change meas failed", "disable auto change meas failed"},
+    {QZ_SWITCH(auto_focus), 146, "enable auto focus failed", "disable auto focus failed"},
+    {"qz_nds_display_center_rectangle", qz_nds_display_center_rectangle, "qz_nds_hide_center_rectangle",
+     qz_nds_hide_center_rectangle, qz_nds_is_display_center_rectangle, 168, 139,
+     "display center rectangle failed", "display center rectangle failed"},
 };
+// clang-format on
 #undef QZ_SWITCH
 
 using FeatureSwitchTest = SessionTest;
@@ -101,20 +97,20 @@ struct NumericCase {
   const char *set_failed;  // with %d for the argument
 };
 
-#define QZ_U8(set, get) #set, set_u8 < set>, get_u8 < get>
-#define QZ_I32(set, get) #set, set, get
+// A setting whose exports are named after it.
+#define QZ_U8(name) "qz_nds_set_" #name, set_u8<qz_nds_set_##name>, get_u8<qz_nds_get_##name>
+#define QZ_I32(name) "qz_nds_set_" #name, qz_nds_set_##name, qz_nds_get_##name
+// clang-format off
 const NumericCase kNumerics[] = {
-    {QZ_U8(qz_nds_set_ps_link_count, qz_nds_get_ps_link_count), 133, false, "set ps link count = %d failed"},
-    {QZ_U8(qz_nds_set_ad_link_count, qz_nds_get_ad_link_count), 134, false, "set ad link count = %d failed"},
-    {QZ_U8(qz_nds_set_visual_link_count, qz_nds_get_visual_link_count), 141, false,
-     "set visual link count = %d failed"},
-    {QZ_U8(qz_nds_set_ptz_link_count, qz_nds_get_ptz_link_count), 142, false,
-     "set ptz link count = %d failed"},
-    {QZ_U8(qz_nds_set_framerate, qz_nds_get_framerate), 147, false, "set framerate = %d failed"},
-    {QZ_I32(qz_nds_set_default_palette, qz_nds_get_default_palette), 135, true, "set palette = %d failed"},
-    {QZ_I32(qz_nds_set_len_adjust_method, qz_nds_get_len_adjust_method), 140, true,
-     "send len adjust method %d failed"},
+    {QZ_U8(ps_link_count), 133, false, "set ps link count = %d failed"},
+    {QZ_U8(ad_link_count), 134, false, "set ad link count = %d failed"},
+    {QZ_U8(visual_link_count), 141, false, "set visual link count = %d failed"},
+    {QZ_U8(ptz_link_count), 142, false, "set ptz link count = %d failed"},
+    {QZ_U8(framerate), 147, false, "set framerate = %d failed"},
+    {QZ_I32(default_palette), 135, true, "set palette = %d failed"},
+    {QZ_I32(len_adjust_method), 140, true, "send len adjust method %d failed"},
 };
+// clang-format on
 #undef QZ_U8
 #undef QZ_I32
 
