@@ -249,16 +249,23 @@ TEST_F(SessionTest, DispatchFollowsTheMainCommand) {
   EXPECT_TRUE((session().waiting_commands() == 0));
 }
 
-// Silence runs out the caller's wait, and no entry is left behind. (A
-// refusal's lines, and that it fails at once, are the e2e
+// An answer that comes before the caller waits (the scripted transport
+// answers inside send) is kept: the call returns at once. Silence runs out
+// the caller's wait. Either way no entry is left behind. (A refusal's lines,
+// and that it fails at once, are the e2e
 // ErrorChannel.LogLinesReachTheApplicationsCallback and SimFaultE2E's
 // response code case.)
-TEST_F(SessionTest, SilenceRunsOutTheWait) {
-  const auto start = std::chrono::steady_clock::now();
+TEST_F(SessionTest, AnAnswerBeforeTheWaitIsKeptAndSilenceRunsOutTheWait) {
+  answer_all();
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_TRUE(send_switch(session(), 5000));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+  net.set_responder(nullptr);
+  start = std::chrono::steady_clock::now();
   EXPECT_FALSE(send_switch(session(), 200));
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(190));
   EXPECT_TRUE(
-      log.contains(kLogError, "NetDevSetting::check_response_status", "checkout seq = 1's response failed"));
+      log.contains(kLogError, "NetDevSetting::check_response_status", "checkout seq = 2's response failed"));
   EXPECT_TRUE((session().waiting_commands() == 0));
 }
 

@@ -1,10 +1,9 @@
-// The wake-up of waiting commands: a signal given before the wait is kept,
-// and with many callers on one session each is woken by its own answer only
-// and reports that answer, never a neighbour's or a later one.
+// The wake-up of waiting commands: with many callers on one session each is
+// woken by its own answer only and reports that answer, never a neighbour's
+// or a later one.
 #include <algorithm>
 #include <atomic>
 #include <barrier>
-#include <chrono>
 #include <mutex>
 #include <optional>
 #include <random>
@@ -15,27 +14,7 @@
 namespace qz::test {
 namespace {
 
-using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
-using nds::BusyLock;
-using nds::ConditionEvent;
-
 constexpr uint8_t kOne = 1;
-
-TEST(ConditionEvent, ASignalGivenBeforeTheWaitIsKept) {
-  for (int how = 0; how < 3; ++how) {
-    ConditionEvent event;
-    BusyLock lock;
-    if (how == 0) event.signal_one();
-    if (how == 1) event.signal_all();
-    if (how == 2) ConditionEvent::wake(event.post());
-    lock.lock();
-    const auto start = Clock::now();
-    EXPECT_TRUE(event.wait(lock, 10000)) << how;
-    EXPECT_LT(Clock::now() - start, 1s);
-    lock.unlock();
-  }
-}
 
 // Eight callers on one session, each round's answers delivered in shuffled
 // order from the transport's thread: each succeeds exactly when its own
