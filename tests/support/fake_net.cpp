@@ -1,7 +1,5 @@
 #include "fake_net.h"
 
-#include <condition_variable>
-#include <deque>
 #include <thread>
 
 #define QZ_NET_BUILDING
@@ -17,52 +15,32 @@ struct FakeNet::Client {
 
 namespace {
 
-// Delivers answers on a thread of its own, in order, like a transport's
-// receive thread.
+// Delivers answers on threads of the fake's own, like a transport's receive
+// thread: each job starts after the one before it ended, so deliveries come
+// in order and never at the same time.
 class AsyncDeliverer {
  public:
-  ~AsyncDeliverer() {
-    {
-      std::lock_guard lock(mutex_);
-      stopping_ = true;
-      cv_.notify_one();
-    }
-    if (thread_.joinable()) thread_.join();
-  }
+  ~AsyncDeliverer() { drain(); }
   void post(std::function<void()> job) {
     std::lock_guard lock(mutex_);
-    if (!thread_.joinable()) thread_ = std::thread([this] { run(); });
-    jobs_.push_back(std::move(job));
-    cv_.notify_one();
+    last_ = std::thread([job = std::move(job), before = std::move(last_)]() mutable {
+      if (before.joinable()) before.join();
+      job();
+    });
   }
   // Waits until every posted job ran.
   void drain() {
-    std::unique_lock lock(mutex_);
-    idle_.wait(lock, [this] { return jobs_.empty() && !busy_; });
+    std::thread last;
+    {
+      std::lock_guard lock(mutex_);
+      last.swap(last_);
+    }
+    if (last.joinable()) last.join();
   }
 
  private:
-  void run() {
-    std::unique_lock lock(mutex_);
-    while (true) {
-      cv_.wait(lock, [this] { return stopping_ || !jobs_.empty(); });
-      if (jobs_.empty()) return;
-      auto job = std::move(jobs_.front());
-      jobs_.pop_front();
-      busy_ = true;
-      lock.unlock();
-      job();
-      lock.lock();
-      busy_ = false;
-      idle_.notify_all();
-    }
-  }
   std::mutex mutex_;
-  std::condition_variable cv_, idle_;
-  std::deque<std::function<void()>> jobs_;
-  std::thread thread_;
-  bool stopping_ = false;
-  bool busy_ = false;
+  std::thread last_;
 };
 
 AsyncDeliverer &deliverer() {
@@ -171,9 +149,8 @@ bool FakeNet::send(Client *client, const uint8_t *data, uint32_t length) {
   if (!responder) return true;
   wire::FrameView request;
   if (wire::check_frame(data, length, wire::kPackageRequest, request) != wire::FrameError::none) return true;
-  auto answers = std::make_shared<std::vector<Bytes>>(responder(request));
-  auto run = [client, answers] {
-    for (const Bytes &answer : *answers) call(client, QZ_NET_EVENT_DATA, &answer);
+  auto run = [client, answers = responder(request)] {
+    for (const Bytes &answer : answers) call(client, QZ_NET_EVENT_DATA, &answer);
   };
   if (async)
     deliverer().post(run);
