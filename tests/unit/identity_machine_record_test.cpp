@@ -96,8 +96,7 @@ TEST_F(MachineRecordTest, DistinctRecordFillsEveryMemberAndGetterUntilADisconnec
   EXPECT_EQ(len, 0u);
   EXPECT_TRUE(qz_nds_get_machine_info(handle, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
   load(distinct_record());
-  EXPECT_EQ(net.sent().back(),
-            wire::make_frame(wire::kPackageRequest, 174, 130, wire::kRequestMarker, 1, {}));
+  EXPECT_EQ(last_request(), Request(174, 130, {}));
   const ByteGetter counts[] = {qz_nds_get_ad_link_count, qz_nds_get_ps_link_count,
                                qz_nds_get_visual_link_count, qz_nds_get_ptz_link_count, qz_nds_get_framerate};
   for (int i = 0; i < 5; ++i) EXPECT_EQ(read(counts[i]), (std::array{3, 4, 5, 6, 25}[i]));
