@@ -14,12 +14,6 @@
 namespace qz::test {
 namespace {
 
-qz_ndsx_error last_error(qz_nds_handle handle) {
-  qz_ndsx_error e{};
-  EXPECT_TRUE(qz_ndsx_last_error(handle, &e));
-  return e;
-}
-
 // One way a call fails: the device's fault, the call, and what the error
 // channel must then say.
 struct Failure {

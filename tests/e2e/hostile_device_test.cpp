@@ -26,21 +26,7 @@
 #include "sim_session.h"
 #include "wire_frame.h"
 
-#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
-#define QZ_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
-#define QZ_SANITIZER 1
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__)
-#define QZ_ADDRESS_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QZ_ADDRESS_SANITIZER 1
-#endif
-#endif
-#if defined(QZ_ADDRESS_SANITIZER)
+#if defined(QZ_ASAN)
 extern "C" void __sanitizer_purge_allocator();
 #endif
 
@@ -51,7 +37,7 @@ using namespace std::chrono_literals;
 
 constexpr auto kWait = 10000ms;   // the library's wait for an answer
 constexpr auto kPrompt = 3000ms;  // a call the session can refuse without waiting
-#if defined(QZ_SANITIZER)
+#if defined(QZ_ASAN) || defined(QZ_TSAN)
 // Shadow memory and allocator bookkeeping grow with the bytes the threads touch.
 constexpr std::size_t kGrowthLimit = 12u << 20;
 #else
@@ -59,7 +45,7 @@ constexpr std::size_t kGrowthLimit = 6u << 20;
 #endif
 
 std::size_t resident_bytes() {
-#if defined(QZ_ADDRESS_SANITIZER)
+#if defined(QZ_ASAN)
   // Freed blocks wait in a quarantine and stay resident.
   __sanitizer_purge_allocator();
 #endif
@@ -218,12 +204,6 @@ class RawDevice {
   std::thread thread_;
 };
 
-int last_error_kind(qz_nds_handle handle) {
-  qz_ndsx_error e{};
-  qz_ndsx_last_error(handle, &e);
-  return e.kind;
-}
-
 void answer_port(Peer &peer, const wire::FrameView &request, uint32_t port) {
   Bytes payload;
   wire::Writer(payload).u32(port);
@@ -374,7 +354,7 @@ TEST(SlowDevice, LargeWritesToADeviceReadingATrickleEndWithinTheWait) {
     callers.emplace_back([&] {
       t = time_of(
           [&] { succeeded += qz_nds_set_account_info(s.handle, block.data(), block.size()) ? 1 : 0; });
-      const int kind = last_error_kind(s.handle);
+      const int kind = last_error(s.handle).kind;
       std::lock_guard lock(kinds_mutex);
       kinds.push_back(kind);
     });
@@ -411,7 +391,7 @@ TEST(SlowDevice, UninitWhileThreadsSendToADeviceThatDoesNotReadReleasesThemAll) 
       ++inside;
       if (qz_nds_set_account_info(handle, block.data(), block.size())) ++succeeded;
       // The session is gone: the thread's last call of all says why.
-      closing += last_error_kind(nullptr) == QZ_NDSX_CLOSING ? 1 : 0;
+      closing += last_error(nullptr).kind == QZ_NDSX_CLOSING ? 1 : 0;
     });
   }
   ASSERT_TRUE(eventually([&] { return inside == kThreads; }));
