@@ -1,6 +1,8 @@
 // GoogleTest fixture for end-to-end tests against the simulated device: a
 // simulator on 127.0.0.1 with an ephemeral port, one library session
-// connected to it over loopback TCP, and the library's log lines captured.
+// connected to it over loopback TCP that has read the device's record (the
+// passive wireless requests carry its serial number, and a fault can be seen
+// to leave it be), and the library's log lines captured.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -85,6 +87,7 @@ class SimTest : public ::testing::Test {
     std::string error;
     ASSERT_TRUE(sim.start(&error)) << error;
     ASSERT_TRUE(connect(client));
+    ASSERT_TRUE(client.read_record());
   }
 
   // "127.0.0.1:PORT" of the simulator.
