@@ -231,10 +231,6 @@ struct Hostile {
   void (*check)(qz_nds_handle) = nullptr;
 };
 
-void PrintTo(const Hostile &h, std::ostream *os) {
-  *os << h.name;
-}
-
 Hostile hang_up(const char *name, bool reset) {
   return {name,
           [reset](Peer &peer, const wire::FrameView &r) {
