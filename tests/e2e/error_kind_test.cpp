@@ -1,5 +1,7 @@
-// Why a call failed, as qz_ndsx_last_error reports it, for each way an
-// exchange with the simulated device can go wrong over loopback TCP.
+// The error channel against the simulated device over loopback TCP: why a
+// call failed, per session and per thread, whether a session is connected,
+// the log callback and the error texts. The kind each device fault brings is
+// the Python binding's test_errors and the CLI's CliDeviceFailure.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -14,61 +16,12 @@
 namespace qz::test {
 namespace {
 
-// One way a call fails: the device's fault, the call, and what the error
-// channel must then say.
-struct Failure {
-  const char *name;
-  sim::FaultKey key;
-  sim::Fault fault;
-  bool (*call)(qz_nds_handle);
-  int kind;
-  int response_code;
-  int main, sub;
-  bool returns = false;  // the MQTT calls return true whatever happened
-};
-
 bool read_record(qz_nds_handle h) {
   return qz_nds_get_machine_config_info(h);
 }
 bool set_framerate(qz_nds_handle h) {
   return qz_nds_set_framerate(h, 30);
 }
-bool get_mqtt_port(qz_nds_handle h) {
-  uint32_t port = 0;
-  return qz_nds_get_mqtt_port(h, &port);
-}
-const sim::FaultKey kRecord = sim::FaultKey::command(174, 130);
-const sim::FaultKey kMqttPort = sim::FaultKey::command(169, 159);
-
-// clang-format off
-const Failure kFailures[] = {
-    {"refused", sim::FaultKey::command(169, 147), {.code = 3}, set_framerate, QZ_NDSX_REFUSED, 3, 169, 147},
-    {"answer_too_short", kRecord, {.truncate = 10}, read_record, QZ_NDSX_BAD_ANSWER, 0, 174, 130},
-    {"connection_lost", kRecord, {.close_after = 5}, read_record, QZ_NDSX_CONNECTION_LOST, 0, 174, 130},
-    {"timeout", kRecord, {.no_answer = true}, read_record, QZ_NDSX_TIMEOUT, 0, 174, 130},
-    {"mqtt_refused", kMqttPort, {.code = 5}, get_mqtt_port, QZ_NDSX_REFUSED, 5, 169, 159, true},
-};
-// clang-format on
-
-class ErrorKind : public SimTest, public ::testing::WithParamInterface<Failure> {};
-
-TEST_P(ErrorKind, TheFailingCallLeavesItsKindCodeCommandAndAddress) {
-  const Failure &f = GetParam();
-  EXPECT_EQ(last_error(client.handle).kind, QZ_NDSX_OK);
-  sim.set_fault(f.key, f.fault);
-  EXPECT_EQ(f.call(client.handle), f.returns);
-  const qz_ndsx_error e = last_error(client.handle);
-  EXPECT_EQ(e.kind, f.kind) << qz_ndsx_strerror(e.kind);
-  EXPECT_EQ(e.response_code, f.response_code);
-  EXPECT_EQ(e.main_command, f.main);
-  EXPECT_EQ(e.sub_command, f.sub);
-  EXPECT_EQ(std::string(e.address), address());
-  // The thread's last call of all is the same one.
-  EXPECT_EQ(last_error(nullptr).kind, f.kind);
-}
-
-INSTANTIATE_TEST_SUITE_P(Cases, ErrorKind, ::testing::ValuesIn(kFailures),
-                         [](const auto &info) { return std::string(info.param.name); });
 
 using ErrorChannel = SimTest;
 
@@ -102,18 +55,23 @@ TEST_F(ErrorChannel, ConnectionStatesAndRefusedConnectionsHaveTheirKinds) {
 }
 
 // Two threads on one session fail differently at the same time; each reads
-// the cause of its own call.
+// the cause of its own call: kind, response code, command and address.
 TEST_F(ErrorChannel, ConcurrentCallersEachReadTheirOwnError) {
   sim.set_fault(sim::FaultKey::command(169, 147), {.code = 3});
-  sim.set_fault(kRecord, {.truncate = 10});
+  sim.set_fault(sim::FaultKey::command(174, 130), {.truncate = 10});
+  const std::string at = address();
   std::atomic<int> wrong{0};
-  auto loop = [&](bool (*call)(qz_nds_handle), int kind) {
+  auto loop = [&](bool (*call)(qz_nds_handle), int kind, int code, int main, int sub) {
     for (int i = 0; i < 100; ++i) {
-      if (call(client.handle) || last_error(client.handle).kind != kind) ++wrong;
+      const bool ok = call(client.handle);
+      const qz_ndsx_error e = last_error(client.handle);
+      if (ok || e.kind != kind || e.response_code != code || e.main_command != main || e.sub_command != sub ||
+          e.address != at)
+        ++wrong;
     }
   };
-  std::thread refused(loop, set_framerate, QZ_NDSX_REFUSED);
-  std::thread short_answer(loop, read_record, QZ_NDSX_BAD_ANSWER);
+  std::thread refused(loop, set_framerate, QZ_NDSX_REFUSED, 3, 169, 147);
+  std::thread short_answer(loop, read_record, QZ_NDSX_BAD_ANSWER, 0, 174, 130);
   refused.join();
   short_answer.join();
   EXPECT_EQ(wrong, 0);
