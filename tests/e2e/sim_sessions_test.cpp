@@ -122,8 +122,6 @@ struct CallTable {
 
 std::vector<Call> every_family(const sim::DeviceState &device) {
   CallTable t;
-  // The passive wireless requests carry the serial number the record brought.
-  t.add("read machine config", qz_nds_get_machine_config_info);
   t.add_session("get machine info", [&device](qz_nds_handle h) {
     uint16_t v1 = 0, v2 = 0;
     char sn[32] = {}, t1[32] = {}, t2[32] = {}, t3[32] = {};
