@@ -223,6 +223,11 @@ struct Hostile {
   void (*check)(qz_nds_handle) = nullptr;
 };
 
+// Names the row where ctest lists the test, rather than its bytes.
+void PrintTo(const Hostile &h, std::ostream *os) {
+  *os << h.name;
+}
+
 RawDevice::Handler hang_up_mid_frame(bool reset) {
   return [reset](Peer &peer, const wire::FrameView &r) {
     Bytes frame = response_to(r, Bytes{0, 0, 0, 1});
