@@ -11,14 +11,7 @@
 
 #include "sim_session.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#define QZ_LEAK_CHECK 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define QZ_LEAK_CHECK 1
-#endif
-#endif
-#if defined(QZ_LEAK_CHECK)
+#if defined(QZ_ASAN)
 #include <sanitizer/lsan_interface.h>
 #endif
 
@@ -75,7 +68,7 @@ TEST(Resources, ThousandSessionCyclesLeaveNoDescriptorThreadOrLeak) {
   EXPECT_EQ(fds_after, fds_before);
   // The transport's I/O thread lives while a client does; at most it remains.
   EXPECT_LE(threads_after, threads_before + 1);
-#if defined(QZ_LEAK_CHECK)
+#if defined(QZ_ASAN)
   EXPECT_EQ(__lsan_do_recoverable_leak_check(), 0);
 #endif
 }

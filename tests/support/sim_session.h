@@ -1,6 +1,8 @@
 // GoogleTest fixture for end-to-end tests against the simulated device: a
 // simulator on 127.0.0.1 with an ephemeral port, one library session
-// connected to it over loopback TCP, and the library's log lines captured.
+// connected to it over loopback TCP that has read the device's record (the
+// passive wireless requests carry its serial number, and a fault can be seen
+// to leave it be), and the library's log lines captured.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,7 +14,21 @@
 
 #include "device_sim.h"
 #include "log_capture.h"
+#include "qz_nds_ext.h"
 #include "qz_net_dev_setting.h"
+
+// The sanitizer this build runs under, as GCC or clang tells it.
+#if defined(__SANITIZE_ADDRESS__)
+#define QZ_ASAN 1
+#elif defined(__SANITIZE_THREAD__)
+#define QZ_TSAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define QZ_ASAN 1
+#elif __has_feature(thread_sanitizer)
+#define QZ_TSAN 1
+#endif
+#endif
 
 namespace qz::test {
 
@@ -37,6 +53,13 @@ inline std::size_t entries_of(const char *folder) {
   std::size_t n = 0;
   for ([[maybe_unused]] const auto &entry : std::filesystem::directory_iterator(folder)) ++n;
   return n;
+}
+
+// Why the last call on `handle` failed; with null, the thread's last call.
+inline qz_ndsx_error last_error(qz_nds_handle handle) {
+  qz_ndsx_error e{};
+  EXPECT_TRUE(qz_ndsx_last_error(handle, &e));
+  return e;
 }
 
 // Polls `done` every 5 ms until it holds or `limit` passed; true when it held.
@@ -64,6 +87,7 @@ class SimTest : public ::testing::Test {
     std::string error;
     ASSERT_TRUE(sim.start(&error)) << error;
     ASSERT_TRUE(connect(client));
+    ASSERT_TRUE(client.read_record());
   }
 
   // "127.0.0.1:PORT" of the simulator.
