@@ -383,17 +383,16 @@ TEST(QzNet, OneIoThreadServesAllClientsAndStopsWithTheLast) {
   const auto before = thread_count();
   constexpr std::size_t kClients = 100;
   std::vector<Recorder> recs(kClients);
-  std::vector<void *> handles(kClients, nullptr);
+  std::vector<Client> clients(kClients);
   for (std::size_t i = 0; i < kClients; ++i) {
-    ASSERT_TRUE(qz_net_tcp_client_init(&handles[i]));
-    ASSERT_TRUE(qz_net_connect_server(handles[i], "127.0.0.1", server.port(), &Recorder::callback, &recs[i]));
+    ASSERT_TRUE(clients[i].connect("127.0.0.1", server.port(), recs[i]));
     auto conn = server.wait_conn(i);
     ASSERT_NE(conn, nullptr);
     ASSERT_TRUE(server.send(conn, make_frame(i)));
   }
   for (auto &rec : recs) ASSERT_EQ(rec.of(QZ_NET_EVENT_DATA, 1).size(), 1u);
   EXPECT_EQ(thread_count(), before + 1);
-  for (auto &h : handles) qz_net_tcp_client_uninit(&h);
+  clients.clear();  // uninit each
   // The thread has ended; the kernel may take a moment to drop its entry.
   for (int i = 0; i < 200 && thread_count() != before; ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
