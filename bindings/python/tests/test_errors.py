@@ -71,7 +71,8 @@ def test_an_unreachable_device_raises_device_unreachable(
     assert not dev.connected
     with pytest.raises(qznds.DeviceUnreachable) as info:
         dev.open() if call is None else call(dev)
-    assert (info.value.kind, info.value.command, dev.is_open, dev.connected) == (kind, None, False, False)
+    assert (type(info.value), info.value.kind, info.value.command, dev.is_open, dev.connected) == (
+        qznds.DeviceUnreachable, kind, None, False, False)
 
 
 def test_account_info_larger_than_the_first_buffer_is_read_whole(start_sim: SimFactory) -> None:
