@@ -52,6 +52,8 @@ def test_commissioning_in_the_page(console, browser):
     browser.get(console.url + "/")
     row = "#devices tbody tr[data-name='%s']"
     wait.until(lambda d: "down (timeout)" in text_of(d, row % SILENT) and "reachable" in text_of(d, row % "cam-0003"))
+    cells = [cell.text for cell in browser.find_elements(By.CSS_SELECTOR, row % "cam-0003" + " td")]
+    assert cells[4].endswith("0003") and cells[5].isdigit(), cells  # serial number, frame rate
     shot(browser, "console-list.png")
 
     browser.find_element(By.CSS_SELECTOR, row % "cam-0001").click()

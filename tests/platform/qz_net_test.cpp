@@ -77,8 +77,8 @@ struct Client {
   }
 };
 
-// Null and unconnected handles; a refused connection, bad names and bad addresses fail
-// at once and deliver no event.
+// Null and unconnected handles; a refused connection, a null address and port 0 fail at
+// once and deliver no event.
 TEST(QzNet, BadHandlesAndFailedConnects) {
   EXPECT_FALSE(qz_net_tcp_client_init(nullptr));
   const std::uint8_t x = 'x';
@@ -102,18 +102,15 @@ TEST(QzNet, BadHandlesAndFailedConnects) {
   const auto start = std::chrono::steady_clock::now();
   EXPECT_FALSE(client.connect("127.0.0.1", closed_port, rec));
   EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
-  for (const char *address : {"no-such-host.invalid", "", "127.0.0.1:", "127.0.0.1:abc", "127.0.0.1:70000",
-                              "127.0.0.1:0", "[::1", "[::1]x", "[]:80", ":80", "[::1]:"}) {
-    EXPECT_FALSE(client.connect(address, server.port(), rec)) << address;
-  }
   EXPECT_FALSE(qz_net_connect_server(client.handle, nullptr, server.port(), &Recorder::callback, &rec));
   EXPECT_FALSE(client.connect("127.0.0.1", 0, rec));
   EXPECT_EQ(rec.count(QZ_NET_EVENT_CONNECTED), 0u);
 }
 
-// Event 1 arrives on the I/O thread before connect returns; frames coalesced, split over
-// reads and garbage are delivered one by one; a send from inside the callback (here an
-// echo of every delivery) reaches the server.
+// Event 1 arrives on the I/O thread before connect returns; coalesced frames and the
+// garbage between them are delivered one by one (frames of every size and split over
+// reads: the next test); a send from inside the callback (here an echo of every
+// delivery) reaches the server.
 TEST(QzNet, ConnectedBeforeConnectReturnsThenWholeFramesBothWays) {
   TestServer server;
   Recorder rec;
@@ -128,22 +125,10 @@ TEST(QzNet, ConnectedBeforeConnectReturnsThenWholeFramesBothWays) {
   auto conn = server.wait_conn(0);
   ASSERT_NE(conn, nullptr);
 
-  const Bytes f1 = make_frame(0, 0, 1), f2 = make_frame(10, 2, 2), f3 = make_frame(3000, 3, 3);
-  ASSERT_TRUE(server.send(conn, cat({f1, f2, f3})));
-  // One frame in pieces with pauses, so that it arrives over several reads.
-  const Bytes big = make_frame(20000, 4, 4);
-  std::size_t from = 0;
-  for (std::size_t to : {3, 9, 7000, 14000, 20028}) {
-    ASSERT_TRUE(server.send(conn, Bytes(big.begin() + from, big.begin() + to)));
-    from = to;
-    std::this_thread::sleep_for(5ms);
-  }
-  const Bytes garbage = {'x', 'y', 'z'};
-  ASSERT_TRUE(server.send(conn, cat({garbage, f1})));
-  ASSERT_EQ(rec.data(6).size(), 6u);
-
-  const std::vector<Bytes> expected = {f1, f2, f3, big, garbage, f1};
-  EXPECT_EQ(rec.data(), expected);
+  const Bytes f1 = make_frame(0, 0, 1), f2 = make_frame(3000, 3, 3), garbage = {'x', 'y', 'z'};
+  const std::vector<Bytes> expected = {f1, f2, garbage, f1};
+  ASSERT_TRUE(server.send(conn, cat(expected)));
+  EXPECT_EQ(rec.data(expected.size()), expected);
   EXPECT_EQ(server.wait_received(conn, cat(expected).size()), cat(expected));
 }
 
@@ -176,30 +161,34 @@ TEST(QzNet, ClientsSharingTheReadBufferGetWholeFramesOfEverySize) {
   for (std::size_t c = 0; c < kClients; ++c) EXPECT_EQ(recs[c].data(kFrames), frames_of(c)) << "client " << c;
 }
 
-// A port in the text wins over the argument; names are resolved; IPv6 with and without
-// brackets (where this host has an IPv6 loopback).
+// Where a text leads (PORT stands for the server's port): a port in the text wins over
+// the argument, names are resolved, IPv6 with and without brackets (where this host has
+// an IPv6 loopback). Unknown names and malformed texts fail at once and deliver no event.
 TEST(QzNet, AddressForms) {
-  // The server's address, then the one connected to; a trailing ':' gets the port.
-  const std::pair<const char *, const char *> forms[] = {{"127.0.0.1", "127.0.0.1:"},
-                                                         {"127.0.0.1", "localhost"},
-                                                         {"::1", "[::1]:"},
-                                                         {"::1", "::1"},
-                                                         {"::1", "[::1]"}};
-  for (const auto &[server_address, address] : forms) {
+  auto check = [](const char *server_address, std::string text, bool ok) {
     std::unique_ptr<TestServer> server;
     try {
       server = std::make_unique<TestServer>(server_address);
     } catch (const std::system_error &) {
-      continue;
+      return;
     }
+    const bool port_in_text = text.ends_with("PORT");
+    if (port_in_text) text.replace(text.size() - 4, 4, std::to_string(server->port()));
     Recorder rec;
     Client client;
-    const std::string text(address), port = std::to_string(server->port());
-    const bool port_in_text = text.ends_with(':');
-    ASSERT_TRUE(client.connect(port_in_text ? text + port : text, port_in_text ? 1 : server->port(), rec))
-        << text;
-    EXPECT_NE(server->wait_conn(0), nullptr) << text;
-  }
+    EXPECT_EQ(client.connect(text, port_in_text ? 1 : server->port(), rec), ok) << text;
+    EXPECT_EQ(rec.count(QZ_NET_EVENT_CONNECTED), ok ? 1u : 0u) << text;
+    EXPECT_EQ(server->wait_conn(0, ok ? 5s : 0s) != nullptr, ok) << text;
+  };
+  for (const auto &[server_address, text] : {std::pair{"127.0.0.1", "127.0.0.1:PORT"},
+                                             {"127.0.0.1", "localhost"},
+                                             {"::1", "[::1]:PORT"},
+                                             {"::1", "::1"},
+                                             {"::1", "[::1]"}})
+    check(server_address, text, true);
+  for (const char *text : {"no-such-host.invalid", "", "127.0.0.1:", "127.0.0.1:abc", "127.0.0.1:70000",
+                           "127.0.0.1:0", "[::1", "[::1]x", "[]:80", ":80", "[::1]:"})
+    check("127.0.0.1", text, false);
 }
 
 // Connecting again replaces the connection and a local disconnect ends it, both without
@@ -394,17 +383,16 @@ TEST(QzNet, OneIoThreadServesAllClientsAndStopsWithTheLast) {
   const auto before = thread_count();
   constexpr std::size_t kClients = 100;
   std::vector<Recorder> recs(kClients);
-  std::vector<void *> handles(kClients, nullptr);
+  std::vector<Client> clients(kClients);
   for (std::size_t i = 0; i < kClients; ++i) {
-    ASSERT_TRUE(qz_net_tcp_client_init(&handles[i]));
-    ASSERT_TRUE(qz_net_connect_server(handles[i], "127.0.0.1", server.port(), &Recorder::callback, &recs[i]));
+    ASSERT_TRUE(clients[i].connect("127.0.0.1", server.port(), recs[i]));
     auto conn = server.wait_conn(i);
     ASSERT_NE(conn, nullptr);
     ASSERT_TRUE(server.send(conn, make_frame(i)));
   }
   for (auto &rec : recs) ASSERT_EQ(rec.of(QZ_NET_EVENT_DATA, 1).size(), 1u);
   EXPECT_EQ(thread_count(), before + 1);
-  for (auto &h : handles) qz_net_tcp_client_uninit(&h);
+  clients.clear();  // uninit each
   // The thread has ended; the kernel may take a moment to drop its entry.
   for (int i = 0; i < 200 && thread_count() != before; ++i)
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
