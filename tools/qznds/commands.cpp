@@ -206,7 +206,7 @@ Plan plan_for(const CommandLine &line, const std::vector<Target> &targets, bool 
 
 std::vector<Target> targets_of(const CommandLine &line) {
   std::vector<Target> targets;
-  if (!line.inventory.empty()) targets = limit_targets(load_inventory(line.inventory), line.limits);
+  if (!line.inventory.empty()) targets = load_inventory(line.inventory, line.limits);
   for (const auto &address : line.devices) targets.push_back(Target{address, address});
   return targets;
 }

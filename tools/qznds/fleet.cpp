@@ -83,8 +83,6 @@ bool glob_match(std::string_view pattern, std::string_view text) {
   return p == pattern.size();
 }
 
-}  // namespace
-
 std::vector<Target> limit_targets(std::vector<Target> targets, const std::vector<std::string> &patterns) {
   if (patterns.empty()) return targets;
   const auto matches = [](const Target &t, std::string_view pattern) {
@@ -111,13 +109,15 @@ std::vector<Target> limit_targets(std::vector<Target> targets, const std::vector
   return targets;
 }
 
-std::vector<Target> load_inventory(const std::string &path) {
+}  // namespace
+
+std::vector<Target> load_inventory(const std::string &path, const std::vector<std::string> &limits) {
   const std::string text = read_user_file(path, kInventoryMax, "inventory");
   const auto first = text.find_first_not_of(" \t\r\n");
   const bool json = first != std::string::npos && (text[first] == '{' || text[first] == '[');
   std::vector<Target> out = json ? json_inventory(path, text) : line_inventory(text);
   if (out.empty()) bad_inventory(path, "lists no device");
-  return out;
+  return limit_targets(std::move(out), limits);
 }
 
 Json document_for(const Json &document, const Target &target, const Json &secrets) {

@@ -24,12 +24,11 @@ struct Target {
 // An inventory file: JSON {"devices": [{"address": ..., "name": ...,
 // "settings": {...}}, ...]}, or lines of "ADDRESS [NAME]" ('#' starts a
 // comment). ToolError(bad_value) naming the file and the problem.
-std::vector<Target> load_inventory(const std::string &path);
-
-// The targets whose name or address matches a pattern (`*` any run, `?` any
-// one character): kept when no plain pattern is given or one matches, and
-// no "!PATTERN" matches. ToolError(bad_value) when none is left.
-std::vector<Target> limit_targets(std::vector<Target> targets, const std::vector<std::string> &patterns);
+// With `limits` (--limit), only the devices whose name or address matches a
+// pattern (`*` any run, `?` any one character): kept when no plain pattern
+// is given or one matches, and no "!PATTERN" matches; ToolError(bad_value)
+// when none is left.
+std::vector<Target> load_inventory(const std::string &path, const std::vector<std::string> &limits = {});
 
 // The document a device gets: the given one's settings, the device's own
 // from the inventory over them, and `secrets` over both.

@@ -489,7 +489,7 @@ std::atomic<bool> g_stop{false};
 
 int serve(const ServeOptions &options) {
   const ListenAddress listen = parse_listen(options.listen);
-  std::vector<Target> targets = limit_targets(load_inventory(options.inventory), options.limits);
+  std::vector<Target> targets = load_inventory(options.inventory, options.limits);
   std::string token;
   if (!options.token_file.empty()) {
     token = read_token(options.token_file);
